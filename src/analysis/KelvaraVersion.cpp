@@ -1,0 +1,8 @@
+#include "KelvaraVersion.h"
+
+namespace kelvara {
+const char* versionString()
+{
+    return "1.0.0";
+}
+} // namespace kelvara

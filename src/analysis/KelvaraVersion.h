@@ -1,0 +1,5 @@
+#pragma once
+
+namespace kelvara {
+const char* versionString();
+}
