@@ -22,6 +22,8 @@ endfunction()
 function(kelvara_add_test name)
   cmake_parse_arguments(ARG "GUI" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
+  # The form header comes from kelvara_gui; tests never run uic themselves.
+  set_target_properties(${name} PROPERTIES AUTOUIC OFF)
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} Qt6::Test kelvara_options)
   add_test(NAME ${name} COMMAND ${name})
   set(env "KELVARA_SOURCE_DIR=${PROJECT_SOURCE_DIR}")

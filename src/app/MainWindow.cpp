@@ -1,0 +1,119 @@
+#include "MainWindow.h"
+
+#include "ui_MainWindow.h"
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>())
+{
+    // From here on every change made to a control runs its slot.
+    ui->setupUi(this);
+
+    // Fixed combo boxes. Adding the first item makes it current and runs its slot.
+    for (QComboBox* c : {ui->T2FFTFilterComboBox, ui->DWIFFTFilterComboBox, ui->ADCFFTFilterComboBox})
+        c->addItems({QStringLiteral("Low-pass filter"), QStringLiteral("High-pass filter"),
+                     QStringLiteral("Band-pass filter"), QStringLiteral("Band-reject filter")});
+    ui->ResultAutoCorrectBaseCombo->addItems({QStringLiteral("T2 Fourier"), QStringLiteral("DWI Fourier"),
+                                              QStringLiteral("ADC Fourier"),
+                                              QStringLiteral("Non-masked average")});
+    for (QComboBox* c : {ui->DWIBinMaskInputImgCombo, ui->ADCBinMaskInputImgCombo, ui->T2SymInputImgCombo,
+                         ui->DWISymInputImgCombo, ui->ADCSymInputImgCombo})
+        c->addItems({QStringLiteral("Original image"), QStringLiteral("FFT filtered image")});
+    for (QComboBox* c : {ui->BinMaskADCAutoCorrectBaseCombo, ui->BinMaskDWIAutoCorrectBaseCombo})
+        c->addItems({QStringLiteral("FFT"), QStringLiteral("Average")});
+
+    // Image scenes: box flag before midline flag.
+    struct Binding {
+        ImageScene* scene;
+        QGraphicsView* view;
+        QPushButton* save;
+        bool midline;
+    };
+    const Binding bindings[] = {
+        {&symmetryAOIT2View, ui->SymmetryAOIT2View, nullptr, true},
+        {&fftThresholdT2View, ui->FFTTreshT2GraphicsView, nullptr, false},
+        {&fftThresholdDWIView, ui->FFTTreshDWIGraphicsView, nullptr, false},
+        {&fftThresholdADCView, ui->FFTTreshADCGraphicsView, nullptr, false},
+        {&fftFilterT2View, ui->FFTFilterT2GraphicsView, nullptr, false},
+        {&fftFilterDWIView, ui->FFTFilterDWIGraphicsView, nullptr, false},
+        {&fftFilterADCView, ui->FFTFilterADCGraphicsView, nullptr, false},
+        {&dwiAOIView, ui->DWI_AOI_Img_GraphicsView, nullptr, true},
+        {&symmetryAOIDWIView, ui->SymmetryAOIDWIView, nullptr, true},
+        {&adcAOIView, ui->ADC_AOI_Img_GraphicsView, nullptr, true},
+        {&symmetryAOIADCView, ui->SymmetryAOIADCView, nullptr, true},
+        {&dwiMaskView, ui->DWI_AOI_MaskImg_GraphicsView, ui->DWIBinaryMaskSaveButton, true},
+        {&adcMaskView, ui->ADC_AOI_MaskImg_GraphicsView, ui->ADCBinaryMaskSaveButton, true},
+        {&dwiSymMaskView, ui->DWI_AOI_SymMaskImg_GraphicsView, ui->DWIBinarySymMaskSaveButton, true},
+        {&adcSymMaskView, ui->ADC_AOI_SymMaskImg_GraphicsView, ui->ADCBinarySymMaskSaveButton, true},
+    };
+    for (const Binding& b : bindings) {
+        b.scene->attachView(b.view, b.save);
+        b.scene->setBoxVisible(false);
+        b.scene->setMidlineVisible(b.midline);
+    }
+
+    // Smoothing controls, T2, DWI, ADC; the solution combos are filled between the ADC approach
+    // items and the ADC shape index.
+    struct Smoothing {
+        QComboBox* shape;
+        QComboBox* approach;
+        QGroupBox* circle;
+    };
+    const Smoothing smoothing[] = {
+        {ui->T2FilterShapeComboBox, ui->T2ApproachComboBox, ui->T2CircleRadius},
+        {ui->DWIFilterShapeComboBox, ui->DWIApproachComboBox, ui->DWICircleRadius},
+        {ui->ADCFilterShapeComboBox, ui->ADCApproachComboBox, ui->ADCCircleRadius},
+    };
+    for (const Smoothing& s : smoothing) {
+        s.shape->addItems({QStringLiteral("Rectangle"), QStringLiteral("Circle")});
+        s.approach->addItems({QStringLiteral("Average symmetries"), QStringLiteral("Average image")});
+        if (s.shape == ui->ADCFilterShapeComboBox) {
+            ui->ResultSymImageComboBox->addItem(QStringLiteral("T2 smooth symmetry"), QStringLiteral("SS_T2"));
+            ui->ResultSymImageComboBox->addItem(QStringLiteral("DWI smooth symmetry"), QStringLiteral("SS_DWI"));
+            ui->ResultSymImageComboBox->addItem(QStringLiteral("ADC smooth symmetry"), QStringLiteral("SS_ADC"));
+            ui->ResultMaskComboBox->addItem(QStringLiteral("DWI mask"), QStringLiteral("M_DWI"));
+            ui->ResultMaskComboBox->addItem(QStringLiteral("ADC mask"), QStringLiteral("M_ADC"));
+            ui->ResultMaskComboBox->addItem(QStringLiteral("DWI simmetrical mask"), QStringLiteral("MS_DWI"));
+            ui->ResultMaskComboBox->addItem(QStringLiteral("ADC simmetrical mask"), QStringLiteral("MS_ADC"));
+        }
+        s.shape->setCurrentIndex(0);
+        s.circle->hide();
+    }
+
+    // The T2 record deliberately overwrites what the T2 shape slot stored above.
+    t2KernelIsRectangle = true;
+    t2KernelX = t2KernelY = 0;
+
+    // Cell size exists in the layout but stays 1 and out of sight.
+    ui->VStep->setVisible(false);
+    ui->HStep->setVisible(false);
+    ui->label_7->setVisible(false);
+
+    on_loadSettingsButton_clicked();
+}
+
+MainWindow::~MainWindow() = default;
+
+// Zoom sliders: value 100 is 1:1.
+void MainWindow::on_DWIZoomSlider_valueChanged(int value)
+{
+    for (ImageScene* s : {static_cast<ImageScene*>(&dwiAOIView), static_cast<ImageScene*>(&dwiMaskView),
+                          static_cast<ImageScene*>(&dwiSymMaskView)})
+        s->setZoom(value);
+}
+
+void MainWindow::on_ADCZoomSlider_valueChanged(int value)
+{
+    for (ImageScene* s : {static_cast<ImageScene*>(&adcAOIView), static_cast<ImageScene*>(&adcMaskView),
+                          static_cast<ImageScene*>(&adcSymMaskView)})
+        s->setZoom(value);
+}
+
+void MainWindow::on_SymmetryAOIT2Zoom_valueChanged(int value) { symmetryAOIT2View.setZoom(value); }
+void MainWindow::on_SymmetryAOIDWIZoom_valueChanged(int value) { symmetryAOIDWIView.setZoom(value); }
+void MainWindow::on_SymmetryAOIADCZoom_valueChanged(int value) { symmetryAOIADCView.setZoom(value); }
+void MainWindow::on_FFTZoomSlider_valueChanged(int value) { fftFilterT2View.setZoom(value); }
+void MainWindow::on_FFTZoomSliderDWI_valueChanged(int value) { fftFilterDWIView.setZoom(value); }
+void MainWindow::on_FFTZoomSliderADC_valueChanged(int value) { fftFilterADCView.setZoom(value); }
+void MainWindow::on_FFTTreshT2Zoom_valueChanged(int value) { fftThresholdT2View.setZoom(value); }
+void MainWindow::on_FFTTreshDWIZoom_valueChanged(int value) { fftThresholdDWIView.setZoom(value); }
+void MainWindow::on_FFTTreshADCZoom_valueChanged(int value) { fftThresholdADCView.setZoom(value); }

@@ -1,0 +1,146 @@
+#pragma once
+
+#include "MaskView.h"
+#include "T2_View.h"
+
+#include <QMainWindow>
+#include <QString>
+
+#include <memory>
+
+namespace Ui {
+class MainWindow;
+}
+
+// The single window of Kelvara. It owns every scene, engine and piece of state as plain members
+// (declared, and so constructed, in the order below); each control signal has one slot, connected
+// by name when the form is set up. Slot bodies live in the feature folders (input/, fourier/,
+// symmetry/, result/, persistence/); this file's .cpp holds construction and the zoom slots.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    // The generated form, for the feature code and for tests.
+    Ui::MainWindow* form() const { return ui.get(); }
+
+private slots:
+    void on_OverlayImgLoadT2_BMP_clicked();
+    void on_OverlayImgLoadDWI_BMP_clicked();
+    void on_OverlayImgLoadADC_BMP_clicked();
+    void on_OverlayImgDisplayT2_toggled(bool checked);
+    void on_OverlayImgDisplayDWI_toggled(bool checked);
+    void on_OverlayImgDisplayADC_toggled(bool checked);
+    void on_OverlayT2Transparency_valueChanged(int value);
+    void on_OverlayDWITransparency_valueChanged(int value);
+    void on_OverlayADCTransparency_valueChanged(int value);
+    void on_OverlayScaleT2_valueChanged(double value);
+    void on_OverlayScaleDWI_valueChanged(double value);
+    void on_OverlayScaleADC_valueChanged(double value);
+    void on_OverlayZoomSlider_valueChanged(int value);
+    void on_OverlayImgLoadT2_DICOM_clicked();
+    void on_OverlayImgLoadDWI_DICOM_clicked();
+    void on_OverlayImgLoadADC_DICOM_clicked();
+    void on_DWIZoomSlider_valueChanged(int value);
+    void on_ADCZoomSlider_valueChanged(int value);
+    void on_verticalSlider_valueChanged(int value);
+    void on_horizontalSlider_valueChanged(int value);
+    void on_HCells_valueChanged(int value);
+    void on_VCells_valueChanged(int value);
+    void on_img1_crosshairCheckBox_toggled(bool checked);
+    void on_HStep_valueChanged(int value);
+    void on_VStep_valueChanged(int value);
+    void on_T2FilterShapeComboBox_currentIndexChanged(int index);
+    void on_DWI_IntervalLeft_valueChanged(int value);
+    void on_DWI_IntervalRight_valueChanged(int value);
+    void on_ADC_IntervalLeft_valueChanged(int value);
+    void on_ADC_IntervalRight_valueChanged(int value);
+    void on_T2CircleRad_valueChanged(int value);
+    void on_T2RectDimX_valueChanged(int value);
+    void on_T2RectDimY_valueChanged(int value);
+    void on_DWIRecalculateMaskButton_clicked();
+    void on_ADCRecalculateMaskButton_clicked();
+    void on_T2RecalculateSymmetryButton_clicked();
+    void on_DWIRecalculateSymmetryButton_clicked();
+    void on_ADCRecalculateSymmetryButton_clicked();
+    void on_SymmetryAOIT2RefreshButton_clicked();
+    void on_SymmetryAOIDWIRefreshButton_clicked();
+    void on_SymmetryAOIADCRefreshButton_clicked();
+    void on_SymmetryAOIT2Zoom_valueChanged(int value);
+    void on_SymmetryAOIDWIZoom_valueChanged(int value);
+    void on_SymmetryAOIADCZoom_valueChanged(int value);
+    void on_T2RawSymZoom_valueChanged(int value);
+    void on_DWIRawSymZoom_valueChanged(int value);
+    void on_ADCRawSymZoom_valueChanged(int value);
+    void on_DWIFilterShapeComboBox_currentIndexChanged(int index);
+    void on_ADCFilterShapeComboBox_currentIndexChanged(int index);
+    void on_DWICircleRad_valueChanged(int value);
+    void on_DWIRectDimX_valueChanged(int value);
+    void on_DWIRectDimY_valueChanged(int value);
+    void on_ADCCircleRad_valueChanged(int value);
+    void on_ADCRectDimX_valueChanged(int value);
+    void on_ADCRectDimY_valueChanged(int value);
+    void on_T2FilterSymmetryButton_clicked();
+    void on_DWIFilterSymmetryButton_clicked();
+    void on_ADCFilterSymmetryButton_clicked();
+    void on_ResultAddImageButton_clicked();
+    void on_ResultAddMaskButton_clicked();
+    void on_T2SmoothSymZoom_valueChanged(int value);
+    void on_DWISmoothSymZoom_valueChanged(int value);
+    void on_ADCSmoothSymZoom_valueChanged(int value);
+    void on_ProductCalculateButton_clicked();
+    void on_SymProdPreviewZoom_valueChanged(int value);
+    void on_ResultRemoveSelectedButton_clicked();
+    void on_ResultClearButton_clicked();
+    void on_ResultCalculateButton_clicked();
+    void on_ResultOverlayZoom_valueChanged(int value);
+    void on_loadSettingsButton_clicked();
+    void on_SaveSettingsButton_clicked();
+    void on_LoadProjectButton_clicked();
+    void on_SaveProjectButton_clicked();
+    void on_FFTT2DisplayResButton_clicked();
+    void on_FFTDWIDisplayResButton_clicked();
+    void on_FFTADCDisplayResButton_clicked();
+    void on_FFTZoomSlider_valueChanged(int value);
+    void on_FFTZoomSliderDWI_valueChanged(int value);
+    void on_FFTZoomSliderADC_valueChanged(int value);
+    void on_FFTTreshT2Zoom_valueChanged(int value);
+    void on_FFTTreshDWIZoom_valueChanged(int value);
+    void on_FFTTreshADCZoom_valueChanged(int value);
+    void on_FFTT2DisplayFFTButton_clicked();
+    void on_FFTDWIDisplayFFTButton_clicked();
+    void on_FFTADCDisplayFFTButton_clicked();
+    void on_FFTT2DisplayTreshButton_clicked();
+    void on_FFTDWIDisplayTreshButton_clicked();
+    void on_FFTADCDisplayTreshButton_clicked();
+    void on_ResultAutoCorrectBaseCombo_activated(int index);
+    void on_determinePathologyButton_clicked();
+    void on_evalViewZoom_valueChanged(int value);
+
+private:
+    std::unique_ptr<Ui::MainWindow> ui;
+
+    T2_View t2AOISource;
+    T2_View symmetryAOIT2View;
+    T2_View fftThresholdT2View, fftThresholdDWIView, fftThresholdADCView;
+    T2_View fftFilterT2View, fftFilterDWIView, fftFilterADCView;
+    MaskView dwiAOISource;
+    MaskView dwiAOIView, symmetryAOIDWIView, dwiMaskView, dwiSymMaskView;
+    MaskView adcAOISource;
+    MaskView adcAOIView, symmetryAOIADCView, adcMaskView, adcSymMaskView;
+
+    // Written-only record of the chosen smoothing kernels (the smoothing reads the controls).
+    bool t2KernelIsRectangle = false, dwiKernelIsRectangle = false, adcKernelIsRectangle = false;
+    int t2KernelX = 0, t2KernelY = 0, dwiKernelX = 0, dwiKernelY = 0, adcKernelX = 0, adcKernelY = 0;
+
+    // File last requested per modality and its kind ("BMP" or "DICOM"), set before reading.
+    QString t2FilePath, dwiFilePath, adcFilePath;
+    QString t2FileKind, dwiFileKind, adcFileKind;
+
+    // Spectrum threshold values and the solution's non-masked average: bases of the automatic
+    // intervals.
+    double t2FourierAverage = 0.0, dwiFourierAverage = 0.0, adcFourierAverage = 0.0;
+    double nonMaskedAverage = 0.0;
+};

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "AbstractView.h"
+
+#include <QImage>
+#include <QPointF>
+
+class MidLinePixmapItem;
+class QGraphicsEllipseItem;
+
+// One grey image with an optional midline and a green AOI box: the common part of T2_View and
+// MaskView, which differ only in how they scale (and in what their save button does).
+class ImageScene : public AbstractView
+{
+    Q_OBJECT
+public:
+    ~ImageScene() override;
+
+    void setImage(const QImage& image);
+    void scaleImage(double factor);
+    const QImage& image() const { return scaledImage; }
+    const QImage& originalImage() const { return baseImage; }
+    bool imageSet() const { return hasImage; }
+
+    void setBoxVisible(bool visible);
+    void setMidlineVisible(bool visible);
+    void setBoxPos(QPointF p);
+    void setBoxHalfWidth(double v);
+    void setBoxHeight(double v);
+
+    double boxX() const { return boxXPos; }
+    double boxY() const { return boxYPos; }
+    double boxHalfWidth() const { return halfWidth; }
+    double boxHeight() const { return height; }
+    bool isBoxVisible() const { return boxVisible; }
+    bool isMidlineVisible() const { return midlineVisible; }
+
+    MidLinePixmapItem* pixmapItem() const { return pixmap; }
+    QGraphicsEllipseItem* boxItem() const { return box; }
+
+protected:
+    ImageScene(Qt::AspectRatioMode aspectMode, Qt::TransformationMode transformMode);
+
+    // The shown pixmap as it is (no zoom, no midline) written to a PNG the user names.
+    void saveShownImage();
+
+    QImage scaledImage;
+    QImage baseImage;
+    MidLinePixmapItem* pixmap = nullptr;
+    QGraphicsEllipseItem* box = nullptr;
+    double boxXPos = 0.0;
+    double boxYPos = 0.0;
+    double halfWidth = 50.0;
+    double height = 50.0;
+    bool boxVisible = false;
+    bool midlineVisible = false;
+    bool hasImage = false;
+
+private:
+    Qt::AspectRatioMode aspectMode;
+    Qt::TransformationMode transformMode;
+};
