@@ -1,0 +1,38 @@
+#pragma once
+
+#include "ControlValues.h"
+#include "ImageSource.h"
+#include "StoredControl.h"
+#include "StoredFile.h"
+
+#include <QJsonObject>
+
+#include <array>
+
+namespace kelvara {
+
+// The key tree shared by the settings and project files, kept in one table: for each stored
+// control its key path, its widget (objectName, kind, limits), how it is read back and its
+// field of ControlValues. Writing, reading and applying all walk that table, so the three
+// cannot disagree.
+class KeyTree
+{
+public:
+    enum class Layout { Settings, Project };
+
+    // The whole document: JSON types follow the controls (doubles from double spin boxes,
+    // integers from spin boxes, sliders and combo indexes, booleans from check boxes), the
+    // solution list as "Program". A project also records the three image sources.
+    static QJsonObject build(Layout layout, const ControlValues& values,
+                             const std::array<ImageSource, 3>& images = {});
+
+    // Every key read with its conversion; a missing key or a value of another JSON type reads
+    // as the conversion's default (0, 0.0, false, empty string, empty list).
+    static StoredFile read(Layout layout, const QJsonObject& root);
+
+    // Stores the control's current value (number, integer or checked, by its kind) into its
+    // field; false for an objectName that neither file stores.
+    static bool assign(ControlValues& values, const StoredControl& control);
+};
+
+} // namespace kelvara

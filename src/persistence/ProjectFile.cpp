@@ -1,0 +1,33 @@
+#include "ProjectFile.h"
+
+#include "JsonFile.h"
+#include "KeyTree.h"
+
+namespace kelvara {
+
+QJsonObject ProjectFile::toJson(const ControlValues& values,
+                                const std::array<ImageSource, 3>& images)
+{
+    return KeyTree::build(KeyTree::Layout::Project, values, images);
+}
+
+StoredFile ProjectFile::fromJson(const QJsonObject& root)
+{
+    return KeyTree::read(KeyTree::Layout::Project, root);
+}
+
+bool ProjectFile::save(const QString& path, const ControlValues& values,
+                       const std::array<ImageSource, 3>& images)
+{
+    return JsonFile::write(path, toJson(values, images));
+}
+
+std::optional<StoredFile> ProjectFile::load(const QString& path)
+{
+    const std::optional<QJsonObject> root = JsonFile::read(path);
+    if (!root)
+        return std::nullopt;
+    return fromJson(*root);
+}
+
+} // namespace kelvara

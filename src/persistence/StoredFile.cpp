@@ -1,0 +1,23 @@
+#include "StoredFile.h"
+
+#include "KeyTree.h"
+
+namespace kelvara {
+
+ControlValues StoredFile::applyTo(ControlValues before) const
+{
+    for (const StoredControl& c : controls)
+        KeyTree::assign(before, c.limited());
+    before.program = program;
+    return before;
+}
+
+const StoredControl* StoredFile::find(const QString& objectName) const
+{
+    for (const StoredControl& c : controls)
+        if (c.objectName == objectName)
+            return &c;
+    return nullptr;
+}
+
+} // namespace kelvara
