@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QImage>
+#include <QObject>
+#include <QString>
+
+// Reads one DICOM file into an 8-bit grey image: frame 0's stored values through a linear
+// window (the file's own, or one that stretches the image's value range onto 0..255); RGB files
+// are kept as colour and turned grey at the end.
+class DICOMUtil : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    // Throws kelvara::DicomError (a std::exception) when the file cannot be read as an image;
+    // what() names the file and the reason. An image of width or height 0 gives a null image.
+    QImage loadImage(const QString& path);
+};

@@ -1,0 +1,330 @@
+#include "DicomPixelFrame.h"
+
+#include "DicomError.h"
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dccodec.h>
+#include <dcmtk/dcmdata/dcdatset.h>
+#include <dcmtk/dcmdata/dcdeftag.h>
+#include <dcmtk/dcmdata/dcpixel.h>
+#include <dcmtk/dcmdata/dcrledrg.h>
+#include <dcmtk/dcmdata/dcxfer.h>
+#include <dcmtk/dcmjpeg/djdecode.h>
+#include <dcmtk/dcmjpls/djdecode.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace kelvara {
+
+namespace {
+
+// The attributes of the Image Pixel module that decide how the Pixel Data is laid out.
+struct PixelLayout
+{
+    uint32_t rows = 0, columns = 0;
+    uint32_t bitsAllocated = 0, bitsStored = 0, highBit = 0;
+    uint32_t pixelRepresentation = 0;
+    uint32_t samplesPerPixel = 1;
+    uint32_t planarConfiguration = 0;
+    uint64_t frames = 1;
+    QString photometric;
+};
+
+uint16_t requiredUint16(DcmDataset& dataset, const DcmTagKey& key, const char* name,
+                        const QString& path)
+{
+    Uint16 value = 0;
+    const OFCondition status = dataset.findAndGetUint16(key, value);
+    if (status.bad())
+        throw DicomError(path, QStringLiteral("%1 %2: %3")
+                                   .arg(QLatin1String(name), QLatin1String(key.toString().c_str()),
+                                        QLatin1String(status.text())));
+    return value;
+}
+
+uint16_t optionalUint16(DcmDataset& dataset, const DcmTagKey& key, uint16_t fallback)
+{
+    Uint16 value = 0;
+    return dataset.findAndGetUint16(key, value).good() ? value : fallback;
+}
+
+// Refuses what the decoding below could not make sense of, before any pixel is touched.
+PixelLayout readLayout(DcmDataset& dataset, const QString& path)
+{
+    PixelLayout l;
+    l.rows = requiredUint16(dataset, DCM_Rows, "Rows", path);
+    l.columns = requiredUint16(dataset, DCM_Columns, "Columns", path);
+    l.bitsAllocated = requiredUint16(dataset, DCM_BitsAllocated, "Bits Allocated", path);
+    l.bitsStored = optionalUint16(dataset, DCM_BitsStored, uint16_t(l.bitsAllocated));
+    l.highBit = optionalUint16(dataset, DCM_HighBit, uint16_t(std::max(1u, l.bitsStored) - 1));
+    l.pixelRepresentation = optionalUint16(dataset, DCM_PixelRepresentation, 0);
+    l.samplesPerPixel = optionalUint16(dataset, DCM_SamplesPerPixel, 1);
+    l.planarConfiguration = optionalUint16(dataset, DCM_PlanarConfiguration, 0);
+    OFString photometric;
+    dataset.findAndGetOFString(DCM_PhotometricInterpretation, photometric);
+    l.photometric = QString::fromLatin1(photometric.c_str());
+    Sint32 frames = 1;
+    if (dataset.findAndGetSint32(DCM_NumberOfFrames, frames).good()) {
+        if (frames < 1)
+            throw DicomError(path, QStringLiteral("Number of Frames is %1").arg(frames));
+        l.frames = uint64_t(frames);
+    }
+
+    auto refuse = [&path](const QString& why) { throw DicomError(path, why); };
+    if (l.rows > kMaxDicomImageSide || l.columns > kMaxDicomImageSide)
+        refuse(QStringLiteral("the image is %1 x %2 pixels, larger than the %3 x %3 accepted")
+                   .arg(l.columns)
+                   .arg(l.rows)
+                   .arg(kMaxDicomImageSide));
+    const uint32_t ba = l.bitsAllocated;
+    if (ba != 1 && ba != 8 && ba != 16 && ba != 32)
+        refuse(QStringLiteral("Bits Allocated is %1 (1, 8, 16 or 32 can be read)").arg(ba));
+    if (l.bitsStored < 1 || l.bitsStored > ba)
+        refuse(
+            QStringLiteral("Bits Stored is %1 with Bits Allocated %2").arg(l.bitsStored).arg(ba));
+    if (l.highBit >= ba || l.highBit + 1 < l.bitsStored)
+        refuse(QStringLiteral("High Bit is %1 with Bits Stored %2 and Bits Allocated %3")
+                   .arg(l.highBit)
+                   .arg(l.bitsStored)
+                   .arg(ba));
+    if (l.pixelRepresentation > 1)
+        refuse(QStringLiteral("Pixel Representation is %1").arg(l.pixelRepresentation));
+    if (l.samplesPerPixel != 1 && l.samplesPerPixel != 3)
+        refuse(
+            QStringLiteral("Samples per Pixel is %1 (1 or 3 can be read)").arg(l.samplesPerPixel));
+    const QString& pi = l.photometric;
+    const bool oneSample =
+        pi.startsWith(QLatin1String("MONOCHROME")) || pi == QLatin1String("PALETTE COLOR");
+    const bool threeSamples = pi == QLatin1String("RGB") || pi.startsWith(QLatin1String("YBR"));
+    if ((oneSample && l.samplesPerPixel != 1) || (threeSamples && l.samplesPerPixel != 3))
+        refuse(QStringLiteral("Samples per Pixel is %1 with Photometric Interpretation %2")
+                   .arg(l.samplesPerPixel)
+                   .arg(pi));
+    if (ba == 1 && l.samplesPerPixel != 1)
+        refuse(QStringLiteral("1-bit pixels with %1 samples each").arg(l.samplesPerPixel));
+    if (l.samplesPerPixel == 3 && l.planarConfiguration > 1)
+        refuse(QStringLiteral("Planar Configuration is %1").arg(l.planarConfiguration));
+    return l;
+}
+
+bool isSubsampled422(const QString& photometric)
+{
+    return photometric == QLatin1String("YBR_FULL_422") ||
+           photometric == QLatin1String("YBR_PARTIAL_422");
+}
+
+uint64_t bytesFor(uint64_t samples, uint32_t bitsAllocated)
+{
+    return bitsAllocated == 1 ? (samples + 7) / 8 : samples * (bitsAllocated / 8);
+}
+
+// Stored value of sample `i` of a buffer in host byte order.
+inline uint32_t rawSample(const uint8_t* data, uint64_t i, uint32_t bitsAllocated)
+{
+    switch (bitsAllocated) {
+    case 1:
+        return (data[i >> 3] >> (i & 7)) & 1u;
+    case 8:
+        return data[i];
+    case 16:
+        return uint32_t(data[2 * i]) | uint32_t(data[2 * i + 1]) << 8;
+    default:
+        return uint32_t(data[4 * i]) | uint32_t(data[4 * i + 1]) << 8 |
+               uint32_t(data[4 * i + 2]) << 16 | uint32_t(data[4 * i + 3]) << 24;
+    }
+}
+
+// Turns the frame's bytes (little endian) into signed stored values, interleaved by pixel.
+void decodeSamples(const PixelLayout& l, const uint8_t* data, bool planar, bool subsampled422,
+                   std::vector<int32_t>& out)
+{
+    const uint32_t shift = l.highBit + 1 - l.bitsStored;
+    const uint32_t mask = l.bitsStored >= 32 ? 0xFFFFFFFFu : (1u << l.bitsStored) - 1;
+    const uint32_t signBit = 1u << (l.bitsStored - 1);
+    const bool isSigned = l.pixelRepresentation == 1;
+    const uint32_t ba = l.bitsAllocated;
+    auto value = [&](uint64_t i) {
+        uint32_t v = (rawSample(data, i, ba) >> shift) & mask;
+        if (isSigned && (v & signBit))
+            v |= ~mask;
+        return static_cast<int32_t>(v); // two's complement: the bits are the signed value
+    };
+
+    const uint64_t pixels = uint64_t(l.rows) * l.columns;
+    const uint32_t spp = l.samplesPerPixel;
+    out.resize(pixels * spp);
+    if (spp == 1 || (!planar && !subsampled422)) {
+        for (uint64_t i = 0; i < out.size(); ++i)
+            out[i] = value(i);
+    } else if (subsampled422) {
+        // Two pixels share one Cb and Cr: stored as Y0 Y1 Cb Cr.
+        for (uint64_t p = 0; p < pixels; ++p) {
+            const uint64_t pair = (p / 2) * 4;
+            out[3 * p] = value(pair + (p & 1));
+            out[3 * p + 1] = value(pair + 2);
+            out[3 * p + 2] = value(pair + 3);
+        }
+    } else {
+        for (uint64_t p = 0; p < pixels; ++p)
+            for (uint32_t s = 0; s < spp; ++s)
+                out[spp * p + s] = value(s * pixels + p);
+    }
+}
+
+// Native Pixel Data: frame 0 is the start of the value, in the byte order of the file.
+// Frame bytes; the native reader leaves them uninitialised until DCMTK fills them, which saves
+// touching a fresh buffer twice.
+using FrameBytes = std::unique_ptr<uint8_t[]>;
+
+FrameBytes readNativeFrame(DcmDataset& dataset, DcmElement& pixelData, const PixelLayout& l,
+                           uint64_t frameBytes, uint64_t declaredBytes, const QString& path)
+{
+    const uint64_t length = pixelData.getLength();
+    if (length < declaredBytes)
+        throw DicomError(path, QStringLiteral("Pixel Data holds %1 bytes, fewer than the %2 "
+                                              "that %3 frame(s) of %4 x %5 pixels with %6 "
+                                              "sample(s) of %7 bits take")
+                                   .arg(length)
+                                   .arg(declaredBytes)
+                                   .arg(l.frames)
+                                   .arg(l.columns)
+                                   .arg(l.rows)
+                                   .arg(l.samplesPerPixel)
+                                   .arg(l.bitsAllocated));
+    // Trailing padding is tolerated; a whole frame or more beyond the declared size means the
+    // dimensions do not describe this data.
+    if (length - declaredBytes >= std::max<uint64_t>(frameBytes, 2))
+        throw DicomError(path, QStringLiteral("Pixel Data holds %1 bytes, more than the %2 "
+                                              "that %3 frame(s) of %4 x %5 pixels with %6 "
+                                              "sample(s) of %7 bits take")
+                                   .arg(length)
+                                   .arg(declaredBytes)
+                                   .arg(l.frames)
+                                   .arg(l.columns)
+                                   .arg(l.rows)
+                                   .arg(l.samplesPerPixel)
+                                   .arg(l.bitsAllocated));
+
+    // Read an even count where the data allows, so that word-wise swapping stays possible.
+    const uint64_t wanted = std::min<uint64_t>(length, frameBytes + (frameBytes & 1));
+    FrameBytes bytes(new uint8_t[wanted + 4]);
+    std::fill_n(bytes.get() + wanted, 4, uint8_t(0)); // slack, never part of a sample
+    if (wanted == 0)
+        return bytes;
+    const E_ByteOrder fileOrder = DcmXfer(dataset.getOriginalXfer()).getByteOrder();
+    const E_ByteOrder order = fileOrder == EBO_BigEndian ? EBO_BigEndian : EBO_LittleEndian;
+    const OFCondition status =
+        pixelData.getPartialValue(bytes.get(), 0, Uint32(wanted), nullptr, order);
+    if (status.bad())
+        throw DicomError(
+            path,
+            QStringLiteral("Pixel Data cannot be read: %1").arg(QLatin1String(status.text())));
+
+    if (order == EBO_BigEndian) {
+        // The bytes are as in the file: each sample (or each 16-bit word of OW data holding
+        // 1- or 8-bit samples) is stored most significant byte first.
+        const uint32_t wordBytes = pixelData.getVR() == EVR_OW ? 2 : 1;
+        const uint32_t unit = std::max(l.bitsAllocated / 8, wordBytes);
+        for (uint64_t i = 0; unit > 1 && i + unit <= wanted; i += unit)
+            std::reverse(bytes.get() + i, bytes.get() + i + unit);
+    }
+    return bytes;
+}
+
+// Encapsulated Pixel Data: DCMTK decodes frame 0 alone into host byte order.
+FrameBytes readCompressedFrame(DcmDataset& dataset, DcmPixelData& pixelData,
+                               E_TransferSyntax syntax, uint64_t frameBytes, const QString& path)
+{
+    if (!DcmCodecList::canChangeCoding(syntax, EXS_LittleEndianExplicit))
+        throw DicomError(path, QStringLiteral("its pixel data is compressed as %1, which this "
+                                              "program cannot decode")
+                                   .arg(QLatin1String(DcmXfer(syntax).getXferName())));
+    Uint32 dcmtkBytes = 0;
+    OFCondition status = pixelData.getUncompressedFrameSize(&dataset, dcmtkBytes);
+    if (status.bad())
+        throw DicomError(path, QStringLiteral("the frame size cannot be determined: %1")
+                                   .arg(QLatin1String(status.text())));
+    uint64_t size = std::max<uint64_t>(frameBytes, dcmtkBytes);
+    size += size & 1; // DCMTK wants an even buffer size
+    if (size > 0xFFFFFFFEu)
+        throw DicomError(path, QStringLiteral("one frame would take more than 4 GiB"));
+    FrameBytes bytes(new uint8_t[size + 4]()); // zeroed: a decoder may deliver less
+    Uint32 startFragment = 0;
+    OFString colorModel;
+    status = pixelData.getUncompressedFrame(&dataset, 0, startFragment, bytes.get(), Uint32(size),
+                                            colorModel);
+    if (status.bad())
+        throw DicomError(path, QStringLiteral("frame 0 cannot be decoded (%1): %2")
+                                   .arg(QLatin1String(DcmXfer(syntax).getXferName()),
+                                        QLatin1String(status.text())));
+    return bytes;
+}
+
+} // namespace
+
+void registerDicomDecoders()
+{
+    // Colour stays as stored (no YCbCr conversion) and decoded colour frames come out pixel by
+    // pixel, so that what reaches the reader are the stored values.
+    static const bool registered = [] {
+        DJDecoderRegistration::registerCodecs(EDC_never, EUC_never, EPC_colorByPixel);
+        DJLSDecoderRegistration::registerCodecs(EJLSUC_never, EJLSPC_colorByPixel);
+        DcmRLEDecoderRegistration::registerCodecs();
+        return true;
+    }();
+    Q_UNUSED(registered);
+}
+
+DicomPixelFrame DicomPixelFrame::read(DcmDataset& dataset, const QString& path)
+{
+    DcmElement* element = nullptr;
+    if (dataset.findAndGetElement(DCM_PixelData, element).bad() || !element)
+        throw DicomError(path, QStringLiteral("the data set holds no image (no Pixel Data)"));
+    if (element->ident() != EVR_PixelData)
+        throw DicomError(path, QStringLiteral("Pixel Data has an unexpected encoding"));
+    auto& pixelData = static_cast<DcmPixelData&>(*element);
+
+    const PixelLayout l = readLayout(dataset, path);
+    E_TransferSyntax syntax = EXS_Unknown;
+    const DcmRepresentationParameter* parameter = nullptr;
+    pixelData.getCurrentRepresentationKey(syntax, parameter);
+    const bool compressed = DcmXfer(syntax).isEncapsulated();
+
+    // Native 4:2:2 data stores two samples per pixel; decoders always deliver three.
+    const bool subsampled = !compressed && l.samplesPerPixel == 3 && isSubsampled422(l.photometric);
+    if (subsampled && l.columns % 2 != 0)
+        throw DicomError(path, QStringLiteral("%1 needs an even number of columns, not %2")
+                                   .arg(l.photometric)
+                                   .arg(l.columns));
+    const uint64_t samplesPerFrame =
+        uint64_t(l.rows) * l.columns * (subsampled ? 2 : l.samplesPerPixel);
+    const uint64_t frameBytes = bytesFor(samplesPerFrame, l.bitsAllocated);
+
+    DicomPixelFrame frame;
+    frame.width = l.columns;
+    frame.height = l.rows;
+    frame.samplesPerPixel = l.samplesPerPixel;
+
+    FrameBytes bytes;
+    bool planar = l.samplesPerPixel == 3 && l.planarConfiguration == 1;
+    if (compressed) {
+        if (frameBytes == 0)
+            return frame;
+        bytes = readCompressedFrame(dataset, pixelData, syntax, frameBytes, path);
+        // The JPEG decoders were told to deliver colour pixel by pixel; RLE keeps the planar
+        // configuration that the data set declares.
+        if (syntax != EXS_RLELossless)
+            planar = false;
+    } else {
+        const uint64_t declaredBytes = bytesFor(samplesPerFrame * l.frames, l.bitsAllocated);
+        bytes = readNativeFrame(dataset, pixelData, l, frameBytes, declaredBytes, path);
+        if (frameBytes == 0)
+            return frame;
+    }
+    decodeSamples(l, bytes.get(), planar, subsampled, frame.values);
+    return frame;
+}
+
+} // namespace kelvara
