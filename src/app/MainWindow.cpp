@@ -21,6 +21,8 @@ MainWindow::MainWindow(QWidget* parent)
     for (QComboBox* c : {ui->BinMaskADCAutoCorrectBaseCombo, ui->BinMaskDWIAutoCorrectBaseCombo})
         c->addItems({QStringLiteral("FFT"), QStringLiteral("Average")});
 
+    // (overlay view binding)
+
     // Image scenes: box flag before midline flag.
     struct Binding {
         ImageScene* scene;
@@ -79,9 +81,13 @@ MainWindow::MainWindow(QWidget* parent)
         s.circle->hide();
     }
 
+    // (2D/3D views binding)
+
     // The T2 record deliberately overwrites what the T2 shape slot stored above.
     t2KernelIsRectangle = true;
     t2KernelX = t2KernelY = 0;
+
+    // (AOI start-up geometry)
 
     // Cell size exists in the layout but stays 1 and out of sight.
     ui->VStep->setVisible(false);

@@ -122,6 +122,8 @@ private slots:
 private:
     std::unique_ptr<Ui::MainWindow> ui;
 
+    // (2D/3D result views: raw and smooth symmetries, product, solution, evaluation)
+    // (overlay view)
     T2_View t2AOISource;
     T2_View symmetryAOIT2View;
     T2_View fftThresholdT2View, fftThresholdDWIView, fftThresholdADCView;
@@ -135,9 +137,15 @@ private:
     bool t2KernelIsRectangle = false, dwiKernelIsRectangle = false, adcKernelIsRectangle = false;
     int t2KernelX = 0, t2KernelY = 0, dwiKernelX = 0, dwiKernelY = 0, adcKernelX = 0, adcKernelY = 0;
 
+    // (product, solution and non-masked matrices)
+    // (DICOM reader)
+    // (symmetry engine)
+
     // File last requested per modality and its kind ("BMP" or "DICOM"), set before reading.
     QString t2FilePath, dwiFilePath, adcFilePath;
     QString t2FileKind, dwiFileKind, adcFileKind;
+
+    // (AOI extractor)
 
     // Spectrum threshold values and the solution's non-masked average: bases of the automatic
     // intervals.
