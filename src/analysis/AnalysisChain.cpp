@@ -215,6 +215,11 @@ bool AnalysisChain::evaluate(ControlValues& c, SolutionStatistics* statistics)
     const SolutionStatistics s = solution(c);
     if (statistics)
         *statistics = s;
+    return evaluateSolution(c);
+}
+
+bool AnalysisChain::evaluateSolution(const ControlValues& c)
+{
     solutionMatrix.removeSmallAreas(c.smallAreaThreshold);
     return solutionMatrix.hasPathology(c.pathologyThreshold);
 }

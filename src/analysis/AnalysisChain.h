@@ -88,7 +88,10 @@ public:
     // written back into c.resultMin) and statistics.
     SolutionStatistics solution(ControlValues& c);
 
-    // Solution, then 8-connected areas below the small-area threshold dropped; the verdict.
+    // On the current solution: 8-connected suspicious areas below the small-area threshold
+    // dropped, the verdict from the pixels kept.
+    bool evaluateSolution(const ControlValues& c);
+    // Solution, then evaluateSolution.
     bool evaluate(ControlValues& c, SolutionStatistics* statistics = nullptr);
     // Pixels of the areas the last evaluation kept.
     int keptAreaPixels() const;

@@ -2,8 +2,17 @@
 
 #include "ui_MainWindow.h"
 
+#include "Dialogs.h"
+#include "FrequencyFilter.h"
+
 MainWindow::MainWindow(QWidget* parent)
-    : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>())
+    : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()),
+      chain(symmetryEngine, productMatrix, solutionMatrix, nonMaskedMatrix, fourierAverages,
+            [this] { return currentAOIImages(); },
+            [this] {
+                kelvara::Dialogs::information(this, QString::fromLatin1(kelvara::kCutoffMessageTitle),
+                                              QString::fromLatin1(kelvara::kCutoffMessageText));
+            })
 {
     // From here on every change made to a control runs its slot.
     ui->setupUi(this);
@@ -21,7 +30,7 @@ MainWindow::MainWindow(QWidget* parent)
     for (QComboBox* c : {ui->BinMaskADCAutoCorrectBaseCombo, ui->BinMaskDWIAutoCorrectBaseCombo})
         c->addItems({QStringLiteral("FFT"), QStringLiteral("Average")});
 
-    // (overlay view binding)
+    overlayView.attachView(ui->overlayImagesView, nullptr);
 
     // Image scenes: box flag before midline flag.
     struct Binding {
@@ -81,13 +90,59 @@ MainWindow::MainWindow(QWidget* parent)
         s.circle->hide();
     }
 
-    // (2D/3D views binding)
+    // 2D/3D views: graph first, then the 2D view; midline flag before box flag. The evaluation
+    // view is a ResultView too but shows no graph.
+    struct DualBinding {
+        Dual2D3DView* scene;
+        QBoxLayout* graphLayout;
+        QComboBox* camera;
+        QPushButton* save3D;
+        QGraphicsView* view;
+        QPushButton* save2D;
+        bool midline;
+    };
+    const DualBinding dualBindings[] = {
+        {&rawSymmetryT2View, ui->RawSymT2Graph, ui->T2View3DRawSymmetry,
+         ui->T2SaveRawSymmetry3DButton, ui->T2_AOI_SymImg_GraphicsView,
+         ui->T2SaveRawSymmetry2DButton, true},
+        {&rawSymmetryDWIView, ui->RawSymDWIGraph, ui->DWIView3DRawSymmetry,
+         ui->DWISaveRawSymmetry3DButton, ui->DWI_AOI_SymImg_GraphicsView,
+         ui->DWISaveRawSymmetry2DButton, true},
+        {&rawSymmetryADCView, ui->RawSymADCGraph, ui->ADCView3DRawSymmetry,
+         ui->ADCSaveRawSymmetry3DButton, ui->ADC_AOI_SymImg_GraphicsView,
+         ui->ADCSaveRawSymmetry2DButton, true},
+        {&symmetryProductView, ui->SymProdGraph, ui->SymProdView3D, ui->SymProdSave3DImage,
+         ui->SymProdPreview_GraphicsView, ui->SymProdSave2DButton, false},
+        {&solutionView, ui->Result3D, ui->ResultView3D, ui->ResultSave3DImage,
+         ui->ResultOverlayView, ui->ResultSave2DButton, false},
+        {&evaluationView, nullptr, nullptr, nullptr, ui->evaluationOverlay,
+         ui->saveEvalImageButton, false},
+        {&smoothSymmetryT2View, ui->SmoothSymT2Graph, ui->T2View3DSmoothSymmetry,
+         ui->T2SaveSmoothSymmetry3DButton, ui->T2_AOI_SymSmoothImg_GraphicsView,
+         ui->T2SaveSmoothSymmetry2DButton, true},
+        {&smoothSymmetryDWIView, ui->SmoothSymDWIGraph, ui->DWIView3DSmoothSymmetry,
+         ui->DWISaveSmoothSymmetry3DButton, ui->DWI_AOI_SymSmoothImg_GraphicsView,
+         ui->DWISaveSmoothSymmetry2DButton, true},
+        {&smoothSymmetryADCView, ui->SmoothSymADCGraph, ui->ADCView3DSmoothSymmetry,
+         ui->ADCSaveSmoothSymmetry3DButton, ui->ADC_AOI_SymSmoothImg_GraphicsView,
+         ui->ADCSaveSmoothSymmetry2DButton, true},
+    };
+    for (const DualBinding& b : dualBindings) {
+        if (b.graphLayout)
+            b.scene->attachGraph(this, b.graphLayout, b.camera, b.save3D);
+        b.scene->attachView(b.view, b.save2D);
+        b.scene->setMidlineVisible(b.midline);
+        b.scene->setBoxVisible(false);
+    }
 
     // The T2 record deliberately overwrites what the T2 shape slot stored above.
     t2KernelIsRectangle = true;
     t2KernelX = t2KernelY = 0;
 
-    // (AOI start-up geometry)
+    // AOI start-up geometry from the cell spin boxes; the extractor is already due to run.
+    setAOIHalfWidth(ui->HCells->value() * ui->HStep->value());
+    setAOIHeight(ui->VCells->value() * ui->VStep->value());
+    resizeSymmetryEngine();
 
     // Cell size exists in the layout but stays 1 and out of sight.
     ui->VStep->setVisible(false);

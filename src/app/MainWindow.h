@@ -1,6 +1,17 @@
 #pragma once
 
+#include "AOIExtractor.h"
+#include "AnalysisChain.h"
+#include "DICOMUtil.h"
+#include "Dual2D3DView.h"
+#include "ControlValues.h"
 #include "MaskView.h"
+#include "Modality.h"
+#include "OverlayView.h"
+#include "ResultMatrix.h"
+#include "ResultView.h"
+#include "StoredFile.h"
+#include "SymmetryEngine.h"
 #include "T2_View.h"
 
 #include <QMainWindow>
@@ -25,6 +36,9 @@ public:
 
     // The generated form, for the feature code and for tests.
     Ui::MainWindow* form() const { return ui.get(); }
+
+    // The values of every analysis control, as the analysis chain takes them.
+    kelvara::ControlValues controlValues() const;
 
 private slots:
     void on_OverlayImgLoadT2_BMP_clicked();
@@ -120,10 +134,51 @@ private slots:
     void on_evalViewZoom_valueChanged(int value);
 
 private:
+    // Analysis (app/MainWindowAnalysis.cpp and the feature slot files).
+    kelvara::AOIImages currentAOIImages();
+    // Automatic bounds the chain computed go back into their spin boxes (whose slots run).
+    void showAutomaticBounds(const kelvara::ControlValues& c);
+    void prepareT2Threshold();
+    void prepareDWIThreshold();
+    void prepareADCThreshold();
+    void showThreshold(kelvara::Modality m);
+    QImage filterT2Image();
+    QImage filterDWIImage();
+    QImage filterADCImage();
+    void prepareMasks(QImage& maskInputDWI, QImage& maskInputADC);
+    void showSurface(Dual2D3DView& view, const double* const* values, double yMax,
+                     bool useInterval = false, double lo = 0.0, double hi = 0.0);
+    void recalculateSymmetry();
+    void refreshSymmetryInputs();
+    void filterSymmetry();
+    void setKernelShape(kelvara::Modality m, int index);
+    // Settings and project files (persistence/PersistenceSlots.cpp).
+    void applyStoredFile(const kelvara::StoredFile& file);
+
+    friend class TestInputWindow;
+
+    // Case loading, overlay registration and the AOI (input/InputSlots.cpp).
+    void loadT2Image(QString path, QString kind);
+    void loadDWIImage(QString path, QString kind);
+    void loadADCImage(QString path, QString kind);
+    void loadModalityImage(kelvara::Modality m, const QString& path, const QString& kind);
+    ImageScene& aoiSource(kelvara::Modality m);
+    void setAOIHalfWidth(double halfWidth);
+    void setAOIHeight(double height);
+    void syncAOIBoxes();
+    void refreshAOIImages();
+    // Called after every AOI size change, image load and at start-up.
+    void resizeSymmetryEngine();
+
     std::unique_ptr<Ui::MainWindow> ui;
 
-    // (2D/3D result views: raw and smooth symmetries, product, solution, evaluation)
-    // (overlay view)
+    // 2D/3D result views: raw and smooth symmetries, product, solution, evaluation.
+    Dual2D3DView rawSymmetryT2View, rawSymmetryDWIView, rawSymmetryADCView;
+    Dual2D3DView smoothSymmetryT2View, smoothSymmetryDWIView, smoothSymmetryADCView;
+    Dual2D3DView symmetryProductView;
+    ResultView solutionView;
+    ResultView evaluationView;
+    OverlayView overlayView;
     T2_View t2AOISource;
     T2_View symmetryAOIT2View;
     T2_View fftThresholdT2View, fftThresholdDWIView, fftThresholdADCView;
@@ -137,18 +192,20 @@ private:
     bool t2KernelIsRectangle = false, dwiKernelIsRectangle = false, adcKernelIsRectangle = false;
     int t2KernelX = 0, t2KernelY = 0, dwiKernelX = 0, dwiKernelY = 0, adcKernelX = 0, adcKernelY = 0;
 
-    // (product, solution and non-masked matrices)
-    // (DICOM reader)
-    // (symmetry engine)
+    ResultMatrix productMatrix, solutionMatrix, nonMaskedMatrix;
+    DICOMUtil dicomUtil;
+    SymmetryEngine symmetryEngine;
 
     // File last requested per modality and its kind ("BMP" or "DICOM"), set before reading.
     QString t2FilePath, dwiFilePath, adcFilePath;
     QString t2FileKind, dwiFileKind, adcFileKind;
 
-    // (AOI extractor)
+    AOIExtractor aoiExtractor;
 
     // Spectrum threshold values and the solution's non-masked average: bases of the automatic
     // intervals.
-    double t2FourierAverage = 0.0, dwiFourierAverage = 0.0, adcFourierAverage = 0.0;
-    double nonMaskedAverage = 0.0;
+    kelvara::FourierAverages fourierAverages;
+
+    // The analysis chain over the members above: slots read the controls, run it, show results.
+    kelvara::AnalysisChain chain;
 };

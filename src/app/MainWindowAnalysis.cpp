@@ -1,0 +1,32 @@
+#include "MainWindow.h"
+
+#include "ui_MainWindow.h"
+
+#include "Numeric.h"
+
+using kelvara::truncToInt;
+
+kelvara::AOIImages MainWindow::currentAOIImages()
+{
+    refreshAOIImages();
+    return {aoiExtractor.t2AOIImage(), aoiExtractor.dwiAOIImage(), aoiExtractor.adcAOIImage(),
+            t2AOISource.boxHalfWidth(), t2AOISource.boxHeight()};
+}
+
+void MainWindow::showAutomaticBounds(const kelvara::ControlValues& c)
+{
+    if (ui->BinMaskDWIAutoCorrectInterval->isChecked())
+        ui->DWI_IntervalLeft->setValue(c.dwiMask.left);
+    if (ui->BinMaskADCAutoCorrectInterval->isChecked())
+        ui->ADC_IntervalRight->setValue(c.adcMask.right);
+    if (ui->ResultAutoCorrectInterval->isChecked())
+        ui->ResultMaskIntervalMin->setValue(c.resultMin);
+}
+
+// Surfaces cover the AOI around the canvas centre.
+void MainWindow::showSurface(Dual2D3DView& view, const double* const* values, double yMax,
+                             bool useInterval, double lo, double hi)
+{
+    view.setSurfaceData(values, truncToInt(t2AOISource.boxHalfWidth()), truncToInt(t2AOISource.boxHeight()),
+                        0.0, yMax, useInterval, lo, hi);
+}

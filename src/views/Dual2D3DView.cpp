@@ -1,0 +1,183 @@
+#include "Dual2D3DView.h"
+
+#include "Dialogs.h"
+
+#include <QBoxLayout>
+#include <QComboBox>
+#include <QLinearGradient>
+#include <QPushButton>
+#include <QtDataVisualization/Q3DCamera>
+#include <QtDataVisualization/Q3DScene>
+#include <QtDataVisualization/Q3DSurface>
+#include <QtDataVisualization/Q3DTheme>
+#include <QtDataVisualization/QSurface3DSeries>
+#include <QtDataVisualization/QSurfaceDataProxy>
+#include <QtDataVisualization/QValue3DAxis>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+// A sinc-like bump shown until the first result arrives. Single precision throughout, so the
+// grid lands exactly where the float arithmetic puts it (the last step stops just short of 10).
+QSurfaceDataArray* placeholderSurface()
+{
+    constexpr int kPoints = 100;
+    constexpr float kStep = 0.2020202f;
+    auto* array = new QSurfaceDataArray;
+    array->reserve(kPoints);
+    for (int i = 0; i < kPoints; ++i) {
+        const float z = std::min(float(i) * kStep - 10.0f, 10.0f);
+        auto* row = new QSurfaceDataRow(kPoints);
+        for (int j = 0; j < kPoints; ++j) {
+            const float x = std::min(float(j) * kStep - 10.0f, 10.0f);
+            const float r = std::sqrt(x * x + z * z) + 0.01f;
+            const float y = (std::sin(r) / r + 0.24f) * 1.61f;
+            (*row)[j].setPosition(QVector3D(x, y, z));
+        }
+        *array << row;
+    }
+    return array;
+}
+
+} // namespace
+
+Dual2D3DView::Dual2D3DView() : graph(new Q3DSurface())
+{
+    auto* series = new QSurface3DSeries();
+    QLinearGradient gradient;
+    gradient.setColorAt(0.0, Qt::blue);
+    gradient.setColorAt(0.2, Qt::green);
+    gradient.setColorAt(0.67, Qt::red);
+    gradient.setColorAt(1.0, Qt::yellow);
+    series->dataProxy()->resetArray(placeholderSurface());
+    series->setBaseGradient(gradient);
+    series->setColorStyle(Q3DTheme::ColorStyleRangeGradient);
+    graph->addSeries(series);
+
+    graph->setShadowQuality(QAbstract3DGraph::ShadowQualityNone);
+    graph->activeTheme()->setGridEnabled(false);
+    graph->activeTheme()->setGridLineColor(Qt::blue);
+
+    // No axis labels: the numbers on a symmetry height field mean nothing to the reader.
+    graph->axisX()->setLabelFormat(QString(""));
+    graph->axisY()->setLabelFormat(QString(""));
+    graph->axisZ()->setLabelFormat(QString(""));
+}
+
+Dual2D3DView::~Dual2D3DView()
+{
+    // Once embedded, the container owns the graph; a graph that was never attached (the
+    // evaluation view's) is ours to release.
+    if (!graphContainer)
+        delete graph.data();
+}
+
+QStringList Dual2D3DView::cameraTexts()
+{
+    // Named after the viewpoint on the image, not after the preset: the surface's x axis runs
+    // along image rows.
+    return {QStringLiteral("Camera Front"),
+            QStringLiteral("Camera Left"),
+            QStringLiteral("Camera Right"),
+            QStringLiteral("Camera Behind"),
+            QStringLiteral("Camera Isometric Behind"),
+            QStringLiteral("Camera Isometric Front"),
+            QStringLiteral("Camera Directly Above")};
+}
+
+void Dual2D3DView::attachGraph(QWidget* parent, QBoxLayout* layout, QComboBox* cameraCombo,
+                               QPushButton* saveButton)
+{
+    if (!graph || graphContainer)
+        return;
+    graphContainer = QWidget::createWindowContainer(graph, parent);
+    if (layout)
+        layout->addWidget(graphContainer, 0);
+
+    if (cameraCombo) {
+        // Filled and set before connecting: the start-up index must not move the camera.
+        for (const QString& text : cameraTexts())
+            cameraCombo->addItem(text);
+        cameraCombo->setCurrentIndex(6);
+        connect(cameraCombo, &QComboBox::activated, this, &Dual2D3DView::setCameraPreset);
+    }
+    if (saveButton)
+        connect(saveButton, &QPushButton::clicked, this, &Dual2D3DView::save3DImage);
+
+    Q3DCamera* camera = graph->scene()->activeCamera();
+    camera->setCameraPreset(Q3DCamera::CameraPresetDirectlyAbove);
+    camera->setXRotation(-90.0f);
+    graph->setOrthoProjection(true);
+    graph->show();
+}
+
+void Dual2D3DView::setCameraPreset(int index)
+{
+    static const Q3DCamera::CameraPreset presets[] = {
+        Q3DCamera::CameraPresetRight,         Q3DCamera::CameraPresetFront,
+        Q3DCamera::CameraPresetBehind,        Q3DCamera::CameraPresetLeft,
+        Q3DCamera::CameraPresetIsometricLeft, Q3DCamera::CameraPresetIsometricRight,
+        Q3DCamera::CameraPresetDirectlyAbove};
+    if (!graph || index < 0 || index > 6)
+        return;
+    Q3DCamera* camera = graph->scene()->activeCamera();
+    camera->setCameraPreset(presets[index]);
+    if (index == 6) {
+        // Looking straight down at the image, rows left to right as in the 2D view.
+        camera->setXRotation(-90.0f);
+        graph->setOrthoProjection(true);
+    } else {
+        graph->setOrthoProjection(false);
+    }
+}
+
+void Dual2D3DView::setSurfaceData(const double* const* values, int halfWidth, int height,
+                                  double yMin, double yMax, bool useInterval, double lo, double hi)
+{
+    if (!graph || graph->seriesList().isEmpty())
+        return;
+    constexpr int kCentre = kCanvasSize / 2;
+    // The box is centred on the canvas; whatever of it lies outside the canvas has no values.
+    const int halfHeight = height / 2;
+    const int x0 = std::max(0, kCentre - std::max(halfWidth, 0));
+    const int x1 = std::min(kCanvasSize, kCentre + std::max(halfWidth, 0));
+    const int y0 = std::max(0, kCentre - std::max(halfHeight, 0));
+    const int y1 = std::min(kCanvasSize, kCentre + std::max(halfHeight, 0));
+
+    auto* array = new QSurfaceDataArray;
+    if (values && x1 > x0 && y1 > y0) {
+        array->reserve(x1 - x0);
+        for (int x = x0; x < x1; ++x) {
+            const double* column = values[x];
+            auto* row = new QSurfaceDataRow(y1 - y0);
+            for (int y = y0; y < y1; ++y) {
+                float v = float(column[y]);
+                // Compared as the float that is drawn, so 0.8 (stored as 0.800000012) lies
+                // above a high bound of 0.8.
+                if (useInterval && (double(v) < lo || double(v) > hi))
+                    v = 0.0f;
+                (*row)[y - y0].setPosition(QVector3D(float(y), v, float(x)));
+            }
+            *array << row;
+        }
+    }
+    graph->seriesList().at(0)->dataProxy()->resetArray(array);
+    graph->axisY()->setRange(float(yMin), float(yMax));
+}
+
+void Dual2D3DView::save2DImage()
+{
+    saveShownImage();
+}
+
+void Dual2D3DView::save3DImage()
+{
+    const QString name =
+        kelvara::Dialogs::getSaveFileName(nullptr, QStringLiteral("Save graph"),
+                                          QStringLiteral("."), QStringLiteral("PNG files (*.png)"));
+    if (name.isEmpty() || !graph)
+        return;
+    graph->renderToImage(0).save(name);
+}

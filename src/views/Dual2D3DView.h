@@ -1,0 +1,51 @@
+#pragma once
+
+#include "T2_View.h"
+
+#include <QPointer>
+#include <QWidget>
+#include <QtDataVisualization/Q3DSurface>
+
+class QBoxLayout;
+class QComboBox;
+class QPushButton;
+
+// A result shown twice: as the grey image of T2_View and as a height field in a 3D surface
+// graph placed next to it, with a camera combo box and a save button for the rendering.
+class Dual2D3DView : public T2_View
+{
+    Q_OBJECT
+public:
+    // Side of the AOI canvas whose columns setSurfaceData reads.
+    static constexpr int kCanvasSize = 512;
+
+    Dual2D3DView();
+    ~Dual2D3DView() override;
+
+    // Embeds the graph into `layout` (owned by `parent` from then on), fills the camera combo
+    // and wires it and the save button. Null combo or button are simply left out.
+    void attachGraph(QWidget* parent, QBoxLayout* layout, QComboBox* cameraCombo,
+                     QPushButton* saveButton);
+
+    // Indexes of the camera combo; others (including -1) change nothing.
+    void setCameraPreset(int index);
+
+    // One surface row per canvas column of the AOI box, one point per canvas row. `values`
+    // holds kCanvasSize column pointers of kCanvasSize values; boxes reaching beyond the canvas
+    // are clipped to it.
+    void setSurfaceData(const double* const* values, int halfWidth, int height, double yMin,
+                        double yMax, bool useInterval, double lo, double hi);
+
+    // Same as MaskView: the shown pixmap, without zoom and midline.
+    void save2DImage() override;
+    void save3DImage();
+
+    Q3DSurface* surfaceGraph() const { return graph; }
+    QWidget* container() const { return graphContainer; }
+
+    static QStringList cameraTexts();
+
+private:
+    QPointer<Q3DSurface> graph;
+    QPointer<QWidget> graphContainer;
+};
