@@ -1,6 +1,5 @@
 #include "OverlayView.h"
 
-#include "AOISources.h"
 #include "TransparentPixmapItem.h"
 
 #include <QGraphicsEllipseItem>
@@ -70,8 +69,10 @@ QPointF OverlayView::boxOrigin(Modality m) const
     const TransparentPixmapItem* it = item(m);
     // Exact halves of the scaled image, although the item draws at the integer half: the
     // half-pixel difference for odd sizes is accepted.
-    return kelvara::aoiBoxOrigin(QPointF(aoiX, aoiY), aoiWidth, aoiHeight, it->pixmap().size(),
-                                 it->scale());
+    const double s = it->scale();
+    const QSize p = it->pixmap().size();
+    return QPointF(-aoiWidth * 0.5 + aoiX + p.width() * 0.5 * s,
+                   aoiY - aoiHeight * 0.5 + p.height() * 0.5 * s);
 }
 
 void OverlayView::setAOIX(double x)
