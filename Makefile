@@ -4,10 +4,25 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: run test test-asan build build-asan deps bench format clean
+.PHONY: run test test-asan build build-asan deps bench format clean demo samples
 
+# From the samples folder, so that samples/config.cfg is the settings file read at start-up.
 run: build
-	./$(BUILD)/src/app/kelvara
+	cd samples && $(abspath $(BUILD))/src/app/kelvara
+
+# The headless analysis of both sample cases.
+demo: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
+	cmake --build $(BUILD) --target kelvara-batch -j $(JOBS)
+	./$(BUILD)/src/batch/kelvara-batch --out $(BUILD)/demo --small-area 20 --pathology 50 \
+	  samples/lesion.kelvara samples/healthy.kelvara
+	@cat $(BUILD)/demo/summary.csv
+
+# Regenerates the sample DICOM files (they are committed; this is only needed to change them).
+samples: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
+	cmake --build $(BUILD) --target kelvara-sample-generator -j $(JOBS)
+	./$(BUILD)/samples/generator/kelvara-sample-generator samples
 
 test: build
 	scripts/run-tests.sh $(BUILD)

@@ -1,5 +1,6 @@
 #include "OverlayView.h"
 
+#include "AOISources.h"
 #include "TransparentPixmapItem.h"
 
 #include <QGraphicsEllipseItem>
@@ -69,10 +70,8 @@ QPointF OverlayView::boxOrigin(Modality m) const
     const TransparentPixmapItem* it = item(m);
     // Exact halves of the scaled image, although the item draws at the integer half: the
     // half-pixel difference for odd sizes is accepted.
-    const double s = it->scale();
-    const QSize p = it->pixmap().size();
-    return QPointF(-aoiWidth * 0.5 + aoiX + p.width() * 0.5 * s,
-                   aoiY - aoiHeight * 0.5 + p.height() * 0.5 * s);
+    return kelvara::aoiBoxOrigin(QPointF(aoiX, aoiY), aoiWidth, aoiHeight, it->pixmap().size(),
+                                 it->scale());
 }
 
 void OverlayView::setAOIX(double x)

@@ -1,8 +1,8 @@
 #include "ImageScene.h"
 
+#include "AOISources.h"
 #include "Dialogs.h"
 #include "MidLinePixmapItem.h"
-#include "Numeric.h"
 
 #include <QGraphicsEllipseItem>
 #include <QGraphicsScene>
@@ -36,13 +36,8 @@ void ImageScene::scaleImage(double factor)
 {
     if (!hasImage)
         return;
-    // Target size truncated, not rounded: 3 x 3 by 1.5 gives 4 x 4.
-    const int w = kelvara::truncToInt(baseImage.width() * factor);
-    const int h = kelvara::truncToInt(baseImage.height() * factor);
-    if (w <= 0 || h <= 0 || baseImage.isNull())
-        scaledImage = QImage();
-    else
-        scaledImage = baseImage.scaled(w, h, aspectMode, transformMode);
+    // The batch tool scales through the same function, so both extract the same AOI images.
+    scaledImage = kelvara::scaleSourceImage(baseImage, factor, {aspectMode, transformMode});
     pixmap->setPixmap(QPixmap::fromImage(scaledImage));
 }
 

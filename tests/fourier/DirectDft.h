@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <functional>
 #include <vector>
 
 namespace fourier_test {
@@ -27,20 +28,16 @@ struct Grid
 // sum over (y, x) of g(y, x) * exp(sign * 2 pi i (ky y / rows + kx x / cols)), unscaled.
 inline Grid directDft(const Grid& g, int sign)
 {
-    const double pi = std::acos(-1.0);
     auto twiddle = [&](long k, long n) {
-        return std::polar(1.0, sign * 2.0 * pi * static_cast<double>(k % n) / n);
+        return std::polar(1.0, sign * 2.0 * M_PI * static_cast<double>(k % n) / n);
     };
     Grid out(g.rows, g.cols);
     for (int ky = 0; ky < g.rows; ++ky)
-        for (int kx = 0; kx < g.cols; ++kx) {
-            Complex sum = 0;
+        for (int kx = 0; kx < g.cols; ++kx)
             for (int y = 0; y < g.rows; ++y)
                 for (int x = 0; x < g.cols; ++x)
-                    sum +=
+                    out.at(ky, kx) +=
                         g.at(y, x) * twiddle(long(ky) * y, g.rows) * twiddle(long(kx) * x, g.cols);
-            out.at(ky, kx) = sum;
-        }
     return out;
 }
 
@@ -75,20 +72,24 @@ inline QImage randomImage(int width, int height, int maxGrey, quint32 seed)
 // 8-bit conversion of the engine: round half to even, saturate.
 inline int toByte(double v)
 {
-    if (std::isnan(v) || v <= 0)
-        return 0;
-    if (v >= 255)
-        return 255;
-    return static_cast<int>(std::nearbyint(v));
+    return std::isnan(v) || v <= 0 ? 0 : v >= 255 ? 255 : static_cast<int>(std::nearbyint(v));
 }
 
-// Whether byte is what f(m) gives for some m within err of the exact value; f must not
-// decrease. The engine computes in float, so values near a rounding step may go either way.
-template <typename F> bool byteWithin(int byte, double exact, double err, F f)
+// The first pixel that is not what shown(m) gives for some m within err of exact(x, y), or an
+// empty string; shown must not decrease. The engine computes in float, so values near a
+// rounding step may go either way.
+inline QString firstBadByte(
+    const QImage& out, const std::function<double(int x, int y)>& exact, double err,
+    const std::function<double(double)>& shown = [](double m) { return m; })
 {
-    const int lo = toByte(f(std::max(0.0, exact - err)));
-    const int hi = toByte(f(exact + err));
-    return byte >= lo && byte <= hi;
+    for (int y = 0; y < out.height(); ++y)
+        for (int x = 0; x < out.width(); ++x) {
+            const double m = exact(x, y);
+            const int byte = out.constScanLine(y)[x];
+            if (byte < toByte(shown(std::max(0.0, m - err))) || byte > toByte(shown(m + err)))
+                return QString("(%1,%2): %3 for %4").arg(x).arg(y).arg(byte).arg(m, 0, 'f', 4);
+        }
+    return {};
 }
 
 } // namespace fourier_test

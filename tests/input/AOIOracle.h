@@ -2,9 +2,8 @@
 
 // A deliberately plain AOI extraction for comparison: the whole box visited column by column,
 // every pixel read with QImage::pixel and written with QImage::setPixel. The two toolkit rules
-// it leans on (12345 from pixel() off the image, dropped setPixel() off the canvas) are pinned
-// by test_aoiextractor; here they are applied without calling pixel()/setPixel() out of range,
-// which would log a warning per pixel.
+// it leans on (12345 from pixel() off the image, dropped setPixel() off the canvas) are applied
+// without calling pixel()/setPixel() out of range, which would log a warning per pixel.
 
 #include <QImage>
 #include <QtGlobal>

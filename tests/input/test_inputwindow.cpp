@@ -54,13 +54,8 @@ class TestInputWindow : public QObject
     std::unique_ptr<MainWindow> window;
     Ui::MainWindow* ui = nullptr;
 
-    // What the dialog seam was asked and what it answers.
-    struct DialogCall
-    {
-        QWidget* parent = nullptr;
-        QString caption, start, filter;
-    };
-    QList<DialogCall> calls;
+    // What the dialog seam was asked (caption, start, filter) and what it answers.
+    QList<QStringList> calls;
     QString answer;
 
     QString writeBmp(const QString& name, const QImage& image)
@@ -134,6 +129,13 @@ class TestInputWindow : public QObject
         return QImage();
     }
 
+    static void modalityRows()
+    {
+        QTest::addColumn<int>("modality");
+        for (Modality m : kelvara::kModalities)
+            QTest::newRow(kelvara::modalityName(m)) << int(m);
+    }
+
 private slots:
     void initTestCase()
     {
@@ -148,8 +150,8 @@ private slots:
         answer.clear();
         kelvara::Dialogs::setOpenFileHandler([this](QWidget* parent, const QString& caption,
                                                     const QString& start, const QString& filter) {
-            calls.append({parent, caption, start, filter});
-            return answer;
+            calls.append({caption, start, filter});
+            return parent == window.get() ? answer : QString();
         });
         window = std::make_unique<MainWindow>();
         ui = window->form();
@@ -187,19 +189,10 @@ private slots:
         QCOMPARE(window->t2AOISource.boxY(), 231.0);
         QCOMPARE(window->t2AOISource.image().size(), QSize(512, 512));
         window->refreshAOIImages();
-        // At scale 2 around the image centre the AOI image is the scaled image's own centre.
-        const QImage aoi = window->aoiExtractor.t2AOIImage();
-        QCOMPARE(int(aoi.constScanLine(256)[256]),
-                 qGray(window->t2AOISource.image().pixel(256, 256)));
-        QCOMPARE(aoi, expectedAOI(Modality::T2));
+        QCOMPARE(window->aoiExtractor.t2AOIImage(), expectedAOI(Modality::T2));
     }
 
-    void loadBmpThroughDialog_data()
-    {
-        QTest::addColumn<int>("modality");
-        for (Modality m : kelvara::kModalities)
-            QTest::newRow(kelvara::modalityName(m)) << int(m);
-    }
+    void loadBmpThroughDialog_data() { modalityRows(); }
     void loadBmpThroughDialog()
     {
         QFETCH(int, modality);
@@ -207,11 +200,7 @@ private slots:
         const QString path = writeBmp("colour.bmp", colourImage(64, 40, modality));
         loadThroughDialog(m, false, path);
 
-        QCOMPARE(calls.size(), 1);
-        QCOMPARE(calls.at(0).parent, window.get());
-        QCOMPARE(calls.at(0).caption, QStringLiteral("Open image file"));
-        QCOMPARE(calls.at(0).start, QStringLiteral("."));
-        QCOMPARE(calls.at(0).filter, QStringLiteral("Image files (*.bmp)"));
+        QCOMPARE(calls, (QList<QStringList>{{"Open image file", ".", "Image files (*.bmp)"}}));
         QCOMPARE(filePath(m), path);
         QCOMPARE(fileKind(m), QStringLiteral("BMP"));
 
@@ -234,12 +223,7 @@ private slots:
             }
     }
 
-    void loadDicomThroughDialog_data()
-    {
-        QTest::addColumn<int>("modality");
-        for (Modality m : kelvara::kModalities)
-            QTest::newRow(kelvara::modalityName(m)) << int(m);
-    }
+    void loadDicomThroughDialog_data() { modalityRows(); }
     void loadDicomThroughDialog()
     {
         QFETCH(int, modality);
@@ -248,11 +232,7 @@ private slots:
         if (!QFile::exists(path))
             QSKIP("python3-pydicom's sample files are not installed");
         loadThroughDialog(m, true, path);
-        QCOMPARE(calls.size(), 1);
-        QCOMPARE(calls.at(0).parent, window.get());
-        QCOMPARE(calls.at(0).caption, QStringLiteral("Open DICOM file"));
-        QCOMPARE(calls.at(0).start, QStringLiteral("."));
-        QCOMPARE(calls.at(0).filter, QStringLiteral("DICOM files (*.dcm)"));
+        QCOMPARE(calls, (QList<QStringList>{{"Open DICOM file", ".", "DICOM files (*.dcm)"}}));
         QCOMPARE(filePath(m), path);
         QCOMPARE(fileKind(m), QStringLiteral("DICOM"));
         const QImage expected = DICOMUtil().loadImage(path);
@@ -339,12 +319,7 @@ private slots:
         QVERIFY(ui->statusbar->currentMessage().isEmpty());
     }
 
-    void loadingAppliesTheCurrentScale_data()
-    {
-        QTest::addColumn<int>("modality");
-        for (Modality m : kelvara::kModalities)
-            QTest::newRow(kelvara::modalityName(m)) << int(m);
-    }
+    void loadingAppliesTheCurrentScale_data() { modalityRows(); }
     void loadingAppliesTheCurrentScale()
     {
         QFETCH(int, modality);
@@ -550,14 +525,8 @@ private slots:
         for (Modality m : kelvara::kModalities)
             QVERIFY2(aoiImage(m) == expectedAOI(m), kelvara::modalityName(m));
 
-        if (QTest::currentDataTag() == QLatin1String("negative fractional origin")) {
+        if (QTest::currentDataTag() == QLatin1String("negative fractional origin"))
             QVERIFY(qAbs(window->t2AOISource.boxX() + 3.72) < 1e-9);
-            const uchar* row = window->aoiExtractor.t2AOIImage().constScanLine(256);
-            for (int c = 206; c <= 208; ++c) // three samples left of the image
-                QCOMPARE(int(row[c]), 32);
-            QCOMPARE(int(row[209]), qGray(window->t2AOISource.image().pixel(
-                                        0, qint64(std::trunc(window->t2AOISource.boxY())) + 25)));
-        }
     }
 };
 

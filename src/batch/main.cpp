@@ -1,0 +1,127 @@
+// kelvara-batch: the whole analysis of saved projects without a window or a display.
+#include "BatchCase.h"
+#include "BatchOptions.h"
+#include "KelvaraVersion.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QSaveFile>
+#include <QSet>
+
+#include <cstdio>
+#include <unistd.h>
+
+using namespace kelvara;
+
+namespace {
+
+void printErr(const QString& text)
+{
+    std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+}
+
+QString csvField(const QString& s)
+{
+    if (!s.contains(QLatin1Char(',')) && !s.contains(QLatin1Char('"')) &&
+        !s.contains(QLatin1Char('\n')))
+        return s;
+    QString q = s;
+    q.replace(QLatin1Char('"'), QLatin1String("\"\""));
+    return QLatin1Char('"') + q + QLatin1Char('"');
+}
+
+QString csvNumber(double v)
+{
+    return v == v ? QString::number(v, 'g', 10) : QString();
+}
+
+bool writeSummary(const QString& path, const QList<CaseOutcome>& outcomes)
+{
+    QByteArray text =
+        "case,verdict,suspiciousPixels,averageSignal,averageSignalNonMasked,keptAreaPixels\n";
+    for (const CaseOutcome& o : outcomes) {
+        QStringList row{csvField(o.name)};
+        if (o.ok())
+            row << verdictText(o.pathology) << QString::number(o.statistics.suspiciousPixels)
+                << csvNumber(o.statistics.averageSignal)
+                << csvNumber(o.statistics.averageSignalNonMasked)
+                << QString::number(o.keptAreaPixels);
+        else
+            row << QStringLiteral("ERROR") << QString() << QString() << QString() << QString();
+        text += row.join(QLatin1Char(',')).toUtf8() + '\n';
+    }
+    QSaveFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(text) == text.size() && f.commit();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+
+    BatchOptions options;
+    QString error;
+    switch (parseBatchArguments(arguments, &options, &error)) {
+    case BatchCommand::Help:
+        std::fputs(batchUsage().toLocal8Bit().constData(), stdout);
+        return 0;
+    case BatchCommand::Version:
+        std::printf("kelvara-batch %s\n", versionString());
+        return 0;
+    case BatchCommand::UsageError:
+        printErr(QStringLiteral("kelvara-batch: %1").arg(error));
+        printErr(QStringLiteral("Try 'kelvara-batch --help' for more information."));
+        return 2;
+    case BatchCommand::Run:
+        break;
+    }
+
+    const bool progress = isatty(fileno(stderr));
+    const auto note = [](const QString& text) {
+        printErr(QStringLiteral("kelvara-batch: note: %1").arg(text));
+    };
+    QList<CaseOutcome> outcomes;
+    QSet<QString> names;
+    bool failed = false;
+    for (int i = 0; i < options.projects.size(); ++i) {
+        const QString& project = options.projects[i];
+        QElapsedTimer timer;
+        timer.start();
+        CaseOutcome o;
+        const QString name = QFileInfo(project).completeBaseName();
+        if (names.contains(name)) {
+            // Two projects of one name would write into the same folder.
+            o.name = name;
+            o.error = QStringLiteral("output folder '%1' is already used by an earlier project")
+                          .arg(name);
+        } else {
+            names.insert(name);
+            o = runBatchCase(project, options, note);
+        }
+        if (!o.ok()) {
+            failed = true;
+            printErr(QStringLiteral("kelvara-batch: case '%1' (%2) skipped: %3")
+                         .arg(o.name, project, o.error));
+        } else if (progress) {
+            printErr(QStringLiteral("[%1/%2] %3: %4, %5 suspicious pixels (%6 s)")
+                         .arg(i + 1)
+                         .arg(options.projects.size())
+                         .arg(o.name, verdictText(o.pathology))
+                         .arg(o.statistics.suspiciousPixels)
+                         .arg(double(timer.elapsed()) / 1000.0, 0, 'f', 2));
+        }
+        outcomes << o;
+    }
+
+    if (options.projects.size() > 1) {
+        const QString summary = QDir(options.outDir).filePath(QStringLiteral("summary.csv"));
+        if (!QDir().mkpath(options.outDir) || !writeSummary(summary, outcomes)) {
+            printErr(QStringLiteral("kelvara-batch: cannot write '%1'").arg(summary));
+            failed = true;
+        }
+    }
+    return failed ? 1 : 0;
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QByteArray>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QtEndian>
+
+#include <vector>
+
+namespace batchtest {
+
+struct Run
+{
+    int exitCode = -1;
+    QString out, err;
+};
+
+inline Run runBatch(const QStringList& args)
+{
+    QProcess p;
+    p.start(QStringLiteral(KELVARA_BATCH_EXE), args);
+    Run r;
+    if (!p.waitForFinished(120000) || p.exitStatus() != QProcess::NormalExit)
+        return r;
+    r.exitCode = p.exitCode();
+    r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
+    r.err = QString::fromLocal8Bit(p.readAllStandardError());
+    return r;
+}
+
+inline QJsonObject readJson(const QString& path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return {};
+    return QJsonDocument::fromJson(f.readAll()).object();
+}
+
+// A .npy float64 array read back by the format's own rules (not by the writer's code).
+struct Npy
+{
+    int rows = 0, cols = 0;
+    std::vector<double> data;
+    double at(int y, int x) const { return data[std::size_t(y) * cols + x]; }
+};
+
+inline bool readNpy(const QString& path, Npy* npy)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray b = f.readAll();
+    if (b.size() < 10 || !b.startsWith("\x93NUMPY"))
+        return false;
+    const int headerLen = qFromLittleEndian<quint16>(b.constData() + 8);
+    const QString header = QString::fromLatin1(b.mid(10, headerLen));
+    if (!header.contains(QLatin1String("'<f8'")) || !header.contains(QLatin1String("False")))
+        return false;
+    const int open = header.indexOf(QLatin1Char('('));
+    const QStringList shape = header.mid(open + 1, header.indexOf(QLatin1Char(')')) - open - 1)
+                                  .split(QLatin1Char(','), Qt::SkipEmptyParts);
+    if (shape.size() != 2)
+        return false;
+    npy->rows = shape[0].trimmed().toInt();
+    npy->cols = shape[1].trimmed().toInt();
+    const qsizetype offset = 10 + headerLen;
+    const qsizetype n = qsizetype(npy->rows) * npy->cols;
+    if ((offset % 64) != 0 || b.size() != offset + n * 8)
+        return false;
+    npy->data.resize(std::size_t(n));
+    for (qsizetype i = 0; i < n; ++i)
+        npy->data[std::size_t(i)] = qFromLittleEndian<double>(b.constData() + offset + i * 8);
+    return true;
+}
+
+} // namespace batchtest

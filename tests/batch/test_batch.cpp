@@ -1,0 +1,371 @@
+// kelvara-batch run as a process: exit status and messages for bad input, the sample verdicts
+// with their statistics recomputed from the written planes, and the AOI geometry on images the
+// test draws itself.
+#include "BatchTestSupport.h"
+
+#include <QDir>
+#include <QImage>
+#include <QJsonArray>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+
+using namespace batchtest;
+
+namespace {
+
+const QString kSamples = QStringLiteral(KELVARA_SAMPLES_DIR);
+
+QJsonObject sampleProject(const QString& name)
+{
+    return readJson(kSamples + QLatin1Char('/') + name + QStringLiteral(".kelvara"));
+}
+
+// The sample project with its image paths made absolute, for copies written elsewhere.
+QJsonObject movedSampleProject(const QString& name)
+{
+    QJsonObject root = sampleProject(name);
+    for (const char* m : {"T2", "DWI", "ADC"}) {
+        QJsonObject image = root.value(QLatin1String(m)).toObject();
+        image.insert("Path", kSamples + QLatin1Char('/') + image.value("Path").toString());
+        root.insert(QLatin1String(m), image);
+    }
+    return root;
+}
+
+bool writeText(const QString& path, const QByteArray& text)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(text) == text.size();
+}
+
+// A project whose three images are BMP files of the given names (relative to the project).
+QByteArray bmpProject(const QString& t2, const QString& dwi, const QString& adc, double dwiScale,
+                      int hCells, int vCells, int hPos, int vPos)
+{
+    QJsonObject root;
+    const QString files[] = {t2, dwi, adc};
+    const double scales[] = {1.0, dwiScale, 1.0};
+    const char* names[] = {"T2", "DWI", "ADC"};
+    for (int i = 0; i < 3; ++i)
+        root.insert(QLatin1String(names[i]),
+                    QJsonObject{{"Path", files[i]}, {"Type", "BMP"}, {"Scale", scales[i]}});
+    root.insert(
+        QStringLiteral("AOI"),
+        QJsonObject{{"HCells", hCells}, {"VCells", vCells}, {"HPos", hPos}, {"VPos", vPos}});
+    return QJsonDocument(root).toJson();
+}
+
+} // namespace
+
+class TestBatch : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir tmp;
+
+private slots:
+    void errors_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QStringList>("messageParts");
+
+        const QString dir = tmp.path();
+        QVERIFY(writeText(dir + "/broken.kelvara", "{ \"T2\": { \"Path\": "));
+        QVERIFY(writeText(dir + "/array.kelvara", "[1, 2]"));
+        QJsonObject missing = movedSampleProject(QStringLiteral("lesion"));
+        QJsonObject dwi = missing.value("DWI").toObject();
+        dwi.insert("Path", kSamples + "/lesion/no-such-dwi.dcm");
+        missing.insert("DWI", dwi);
+        QVERIFY(writeText(dir + "/missingimage.kelvara", QJsonDocument(missing).toJson()));
+        QVERIFY(writeText(dir + "/notabmp.bmp", "this is no image"));
+        QVERIFY(writeText(dir + "/badbmp.kelvara", bmpProject("notabmp.bmp", "notabmp.bmp",
+                                                              "notabmp.bmp", 1, 10, 10, 0, 0)));
+        QJsonObject kind = movedSampleProject(QStringLiteral("lesion"));
+        QJsonObject adc = kind.value("ADC").toObject();
+        adc.insert("Type", "PNG");
+        kind.insert("ADC", adc);
+        QVERIFY(writeText(dir + "/kind.kelvara", QJsonDocument(kind).toJson()));
+        const QString out = "--out=" + dir + "/out";
+
+        QTest::newRow("missing project") << QStringList{out, dir + "/nothere.kelvara"} << 1
+                                         << QStringList{"nothere", "does not exist"};
+        QTest::newRow("invalid JSON") << QStringList{out, dir + "/broken.kelvara"} << 1
+                                      << QStringList{"broken", "not valid JSON"};
+        QTest::newRow("JSON without object")
+            << QStringList{out, dir + "/array.kelvara"} << 1 << QStringList{"array", "JSON object"};
+        QTest::newRow("missing DICOM image")
+            << QStringList{out, dir + "/missingimage.kelvara"} << 1
+            << QStringList{"missingimage", "DWI", "no-such-dwi.dcm"};
+        QTest::newRow("unreadable BMP")
+            << QStringList{out, dir + "/badbmp.kelvara"} << 1
+            << QStringList{"badbmp", "T2", "notabmp.bmp", "not a readable image"};
+        QTest::newRow("unknown image type")
+            << QStringList{out, dir + "/kind.kelvara"} << 1 << QStringList{"kind", "ADC", "'PNG'"};
+        QTest::newRow("unknown option") << QStringList{"--frobnicate", "x.kelvara"} << 2
+                                        << QStringList{"unknown option --frobnicate"};
+        QTest::newRow("bad integer") << QStringList{"--small-area", "many", "x.kelvara"} << 2
+                                     << QStringList{"invalid value 'many'", "--small-area"};
+        QTest::newRow("bad number") << QStringList{"--autocorrect-factor=abc", "x.kelvara"} << 2
+                                    << QStringList{"invalid value 'abc'"};
+        QTest::newRow("bad modality")
+            << QStringList{"--product", "T2,CT", "x.kelvara"} << 2 << QStringList{"T2, DWI, ADC"};
+        QTest::newRow("two amplifications")
+            << QStringList{"--product-amplification", "1,2", "x.kelvara"} << 2
+            << QStringList{"three numbers"};
+        QTest::newRow("value missing")
+            << QStringList{"x.kelvara", "--out"} << 2 << QStringList{"--out needs a value"};
+        QTest::newRow("no project") << QStringList{"--planes"} << 2 << QStringList{"no project"};
+    }
+
+    void errors()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(int, exitCode);
+        QFETCH(QStringList, messageParts);
+        const Run r = runBatch(args);
+        QCOMPARE(r.exitCode, exitCode);
+        for (const QString& part : messageParts)
+            QVERIFY2(r.err.contains(part), qPrintable(r.err));
+    }
+
+    void helpAndVersion()
+    {
+        const Run help = runBatch({"--help"});
+        QCOMPARE(help.exitCode, 0);
+        QVERIFY(help.out.contains("--product-amplification"));
+        const Run version = runBatch({"--version"});
+        QCOMPARE(version.exitCode, 0);
+        QVERIFY(version.out.startsWith("kelvara-batch "));
+    }
+
+    // A failed case does not stop the others; the summary names it.
+    void failedCaseSkipped()
+    {
+        const QString out = tmp.filePath("partial");
+        const Run r = runBatch({"--out", out, "--small-area", "20", "--pathology", "50",
+                                tmp.filePath("gone.kelvara"), kSamples + "/healthy.kelvara"});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY(QFile::exists(out + "/healthy/result.json"));
+        QFile summary(out + "/summary.csv");
+        QVERIFY(summary.open(QIODevice::ReadOnly));
+        const QStringList lines =
+            QString::fromUtf8(summary.readAll()).split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 3);
+        QVERIFY(lines[1].startsWith("gone,ERROR"));
+        QVERIFY(lines[2].startsWith("healthy,NO PATHOLOGY DETECTED,"));
+    }
+
+    void samples_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("pathology");
+        QTest::newRow("lesion") << "lesion" << true;
+        QTest::newRow("healthy") << "healthy" << false;
+    }
+
+    // The statistics and verdict are recomputed from the planes the tool wrote, following the
+    // project's own solution list and intervals.
+    void samples()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, pathology);
+        const QString out = tmp.filePath("samples");
+        const Run r = runBatch({"--out", out, "--planes", "--small-area", "20", "--pathology", "50",
+                                kSamples + "/" + name + ".kelvara"});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        const QString dir = out + "/" + name + "/";
+        const QJsonObject result = readJson(dir + "result.json");
+        const QJsonObject project = sampleProject(name);
+        QCOMPARE(result.value("pathology").toBool(), pathology);
+        QCOMPARE(result.value("verdict").toString(), pathology
+                                                         ? QString("SIGNIFICANT PATHOLOGY DETECTED")
+                                                         : QString("NO PATHOLOGY DETECTED"));
+
+        // Automatic mask bounds: factor x region average, truncated.
+        const QJsonObject intervals = result.value("intervals").toObject();
+        const QJsonObject averages = result.value("maskAverages").toObject();
+        const double dwiFactor =
+            project.value("DWIBMask").toObject().value("AutocorrectFactor").toDouble();
+        const double adcFactor =
+            project.value("ADCBMask").toObject().value("AutocorrectFactor").toDouble();
+        QCOMPARE(intervals.value("DWILeft").toInt(),
+                 int(dwiFactor * averages.value("DWIImage").toDouble()));
+        QCOMPARE(intervals.value("ADCRight").toInt(),
+                 int(adcFactor * averages.value("ADCImage").toDouble()));
+
+        Npy dwiRegion, dwiMask, solution;
+        QVERIFY(readNpy(dir + "dwi_region.npy", &dwiRegion));
+        QVERIFY(readNpy(dir + "dwi_mask.npy", &dwiMask));
+        QVERIFY(readNpy(dir + "solution.npy", &solution));
+        QCOMPARE(solution.rows, 512);
+        QCOMPARE(solution.cols, 512);
+        const int left = intervals.value("DWILeft").toInt();
+        const int right = intervals.value("DWIRight").toInt();
+        for (std::size_t i = 0; i < dwiRegion.data.size(); ++i)
+            QCOMPARE(dwiMask.data[i],
+                     (dwiRegion.data[i] >= left && dwiRegion.data[i] <= right) ? 1.0 : 0.0);
+
+        // The solution: the listed planes multiplied, symmetries amplified and scaled to 0..1.
+        std::vector<double> expected(solution.data.size(), 1.0);
+        std::vector<double> nonMasked(solution.data.size(), 1.0);
+        const QHash<QString, QString> planeFile{{"SS_T2", "t2_smooth_symmetry"},
+                                                {"SS_DWI", "dwi_smooth_symmetry"},
+                                                {"SS_ADC", "adc_smooth_symmetry"},
+                                                {"M_DWI", "dwi_mask"},
+                                                {"M_ADC", "adc_mask"},
+                                                {"MS_DWI", "dwi_symmetric_mask"},
+                                                {"MS_ADC", "adc_symmetric_mask"}};
+        const QJsonArray program = project.value("Program").toArray();
+        QVERIFY(!program.isEmpty());
+        for (const QJsonValue& entry : program) {
+            const QStringList data = entry.toObject().value("Data").toString().split(';');
+            Npy plane;
+            QVERIFY(readNpy(dir + planeFile.value(data[0]) + ".npy", &plane));
+            const bool symmetry = data[0].startsWith("SS_");
+            for (std::size_t i = 0; i < expected.size(); ++i) {
+                const double v =
+                    symmetry ? plane.data[i] / 255.0 * data[1].toDouble() : plane.data[i];
+                expected[i] *= v;
+                if (symmetry)
+                    nonMasked[i] *= v;
+            }
+        }
+        const double lo = intervals.value("ResultMin").toDouble() / 255.0;
+        const double hi = intervals.value("ResultMax").toDouble() / 255.0;
+        int suspicious = 0, positive = 0, positiveNM = 0;
+        double sum = 0.0, sumNM = 0.0;
+        int minX = 512, maxX = -1, minY = 512, maxY = -1;
+        for (int y = 0; y < 512; ++y)
+            for (int x = 0; x < 512; ++x) {
+                const std::size_t i = std::size_t(y) * 512 + x;
+                QVERIFY(std::abs(solution.data[i] - expected[i]) <=
+                        1e-12 * std::max(1.0, expected[i]));
+                const double v = std::min(expected[i], 1.0);
+                if (v >= lo && v <= hi) {
+                    ++suspicious;
+                    minX = std::min(minX, x), maxX = std::max(maxX, x);
+                    minY = std::min(minY, y), maxY = std::max(maxY, y);
+                }
+                if (expected[i] > 0)
+                    ++positive, sum += expected[i];
+                if (nonMasked[i] > 0)
+                    ++positiveNM, sumNM += nonMasked[i];
+            }
+        QCOMPARE(result.value("suspiciousPixels").toInt(), suspicious);
+        if (positive == 0)
+            QVERIFY(result.value("averageSignal").isNull());
+        else
+            QVERIFY(std::abs(result.value("averageSignal").toDouble() - sum / positive * 255.0) <
+                    1e-9);
+        QVERIFY(std::abs(result.value("averageSignalNonMasked").toDouble() -
+                         sumNM / positiveNM * 255.0) < 1e-9);
+
+        if (pathology) {
+            // One area, on the side and at the place the generator drew the lesion: right of
+            // the midline and below the gland's centre, about 15 px across.
+            QVERIFY(suspicious >= 50);
+            QCOMPARE(result.value("keptAreaPixels").toInt(), suspicious);
+            QVERIFY2(
+                minX > 256 && maxX < 256 + 30 && minY > 256 && maxY < 256 + 30,
+                qPrintable(QString("%1..%2 x %3..%4").arg(minX).arg(maxX).arg(minY).arg(maxY)));
+        } else {
+            QCOMPARE(suspicious, 0);
+            QCOMPARE(result.value("keptAreaPixels").toInt(), 0);
+        }
+        const QStringList pngs = QDir(dir).entryList({"*.png"});
+        QCOMPARE(pngs.size(), 22);
+    }
+
+    // Options reach the analysis, limited as their controls limit them.
+    void optionEffects()
+    {
+        const QString base = tmp.filePath("opt-base"), other = tmp.filePath("opt-other");
+        QCOMPARE(runBatch({"--out", base, kSamples + "/lesion.kelvara"}).exitCode, 0);
+        QCOMPARE(runBatch({"--out", other, "--direct-spectrum", "--product", "DWI,ADC",
+                           "--product-amplification", "1,500,7", "--small-area", "99999999999",
+                           kSamples + "/lesion.kelvara"})
+                     .exitCode,
+                 0);
+        const QImage logSpectrum(base + "/lesion/dwi_spectrum.png");
+        const QImage directSpectrum(other + "/lesion/dwi_spectrum.png");
+        QVERIFY(!logSpectrum.isNull());
+        QVERIFY(logSpectrum != directSpectrum);
+        // No modality in the product: 1 everywhere, white.
+        const QImage white(base + "/lesion/product.png");
+        QCOMPARE(QColor(white.pixel(10, 10)).value(), 255);
+        QVERIFY(QImage(other + "/lesion/product.png") != white);
+        // The area threshold clamps to 2000, far above the lesion: nothing is kept, while the
+        // default pathology threshold 0 is met by any count.
+        const QJsonObject r = readJson(other + "/lesion/result.json");
+        QCOMPARE(r.value("keptAreaPixels").toInt(), 0);
+        QVERIFY(r.value("suspiciousPixels").toInt() > 0);
+        QCOMPARE(r.value("pathology").toBool(), true);
+    }
+
+    // Images with a known pixel pattern: each AOI pixel must come from the source pixel that
+    // lies at the same offset from the AOI centre, the image centre sitting on the scene origin.
+    void knownGeometry_data()
+    {
+        QTest::addColumn<int>("hCells");
+        QTest::addColumn<int>("vCells");
+        QTest::addColumn<int>("hPos");
+        QTest::addColumn<int>("vPos");
+        QTest::newRow("centred") << 20 << 30 << 0 << 0;
+        QTest::newRow("moved right and up") << 15 << 24 << 7 << 5;
+        QTest::newRow("moved left and down") << 10 << 11 << -9 << -6;
+    }
+
+    void knownGeometry()
+    {
+        QFETCH(int, hCells);
+        QFETCH(int, vCells);
+        QFETCH(int, hPos);
+        QFETCH(int, vPos);
+        const QString dir = tmp.filePath(QTest::currentDataTag());
+        QVERIFY(QDir().mkpath(dir));
+        // 120 x 90 T2; DWI half the size shown at scale 2 covers the same field.
+        QImage t2(120, 90, QImage::Format_Grayscale8);
+        for (int y = 0; y < t2.height(); ++y)
+            for (int x = 0; x < t2.width(); ++x)
+                t2.scanLine(y)[x] = uchar((x * 2 + y * 5) % 251);
+        QImage dwi(60, 45, QImage::Format_Grayscale8);
+        dwi.fill(uchar(77));
+        QVERIFY(t2.save(dir + "/t2.bmp"));
+        QVERIFY(dwi.save(dir + "/dwi.bmp"));
+        QVERIFY(writeText(dir + "/case.kelvara", bmpProject("t2.bmp", "dwi.bmp", "t2.bmp", 2.0,
+                                                            hCells, vCells, hPos, vPos)));
+        const Run r = runBatch({"--out", dir + "/out", dir + "/case.kelvara"});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        const QImage aoi =
+            QImage(dir + "/out/case/t2_aoi.png").convertToFormat(QImage::Format_Grayscale8);
+        const QImage dwiAoi =
+            QImage(dir + "/out/case/dwi_aoi.png").convertToFormat(QImage::Format_Grayscale8);
+        QCOMPARE(aoi.size(), QSize(512, 512));
+        const double a = hCells, b = vCells / 2.0;
+        int inside = 0;
+        for (int r0 = 0; r0 < 512; ++r0)
+            for (int c = 0; c < 512; ++c) {
+                const int dx = c - 256, dy = r0 - 256;
+                const bool in = dx >= -hCells && dx < hCells && dy >= -vCells / 2 &&
+                                dy < vCells - vCells / 2 &&
+                                double(dx * dx) / (a * a) + double(dy * dy) / (b * b) <= 1.0;
+                // An odd height starts the box half a pixel higher, which truncation makes a
+                // whole row.
+                const int row = 45 - vPos + dy - (vCells % 2);
+                const int expected = in ? t2.constScanLine(row)[60 + hPos + dx] : 0;
+                if (in) {
+                    ++inside;
+                    // The centre of a uniform image scaled by 2 keeps its grey.
+                    QCOMPARE(int(dwiAoi.constScanLine(r0)[c]), 77);
+                }
+                QCOMPARE(int(aoi.constScanLine(r0)[c]), expected);
+            }
+        QVERIFY(inside > 100);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestBatch)
+#include "test_batch.moc"
