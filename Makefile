@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: run test test-asan build build-asan deps bench format clean demo samples
+.PHONY: run test check test-asan build build-asan deps bench format clean demo samples
 
 # From the samples folder, so that samples/config.cfg is the settings file read at start-up.
 run: build
@@ -24,7 +24,11 @@ samples: deps
 	cmake --build $(BUILD) --target kelvara-sample-generator -j $(JOBS)
 	./$(BUILD)/samples/generator/kelvara-sample-generator samples
 
-test: build
+# The whole suite twice: the normal build, then AddressSanitizer + UndefinedBehaviorSanitizer.
+test: check test-asan
+
+# The normal build only (quicker while working).
+check: build
 	scripts/run-tests.sh $(BUILD)
 
 test-asan: build-asan

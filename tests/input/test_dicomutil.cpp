@@ -322,7 +322,7 @@ void TestDicomUtil::initTestCase()
 
 void TestDicomUtil::storedValuesThroughWindow_data()
 {
-    QTest::addColumn<ImageSpec>("spec");
+    QTest::addColumn<ImageSpec>("dicom");
     QTest::addColumn<Anchors>("anchors");
 
     const ImageSpec plain = rampImage(0);
@@ -439,15 +439,15 @@ void TestDicomUtil::storedValuesThroughWindow_data()
 
 void TestDicomUtil::storedValuesThroughWindow()
 {
-    QFETCH(ImageSpec, spec);
+    QFETCH(ImageSpec, dicom);
     QFETCH(Anchors, anchors);
     const QString file = path(QStringLiteral("window.dcm"));
-    writeDicom(file, spec);
+    writeDicom(file, dicom);
     const QImage image = load(file);
     QCOMPARE(image.format(), QImage::Format_Grayscale8);
-    QCOMPARE(image.size(), QSize(spec.columns, spec.rows));
+    QCOMPARE(image.size(), QSize(dicom.columns, dicom.rows));
     for (const QPoint& a : anchors) {
-        const int x = a.x() % spec.columns, y = a.x() / spec.columns;
+        const int x = a.x() % dicom.columns, y = a.x() / dicom.columns;
         QVERIFY2(qGray(image.pixel(x, y)) == a.y(),
                  qPrintable(QStringLiteral("pixel %1: %2, expected %3")
                                 .arg(a.x())
@@ -458,7 +458,7 @@ void TestDicomUtil::storedValuesThroughWindow()
 
 void TestDicomUtil::colourKeepsLowBytesAndIgnoresWindow_data()
 {
-    QTest::addColumn<ImageSpec>("spec");
+    QTest::addColumn<ImageSpec>("dicom");
     QTest::addColumn<QList<QRgb>>("pixels");
 
     const QList<QRgb> colours{qRgb(255, 0, 0),    qRgb(0, 255, 0),     qRgb(0, 0, 255),
@@ -501,20 +501,20 @@ void TestDicomUtil::colourKeepsLowBytesAndIgnoresWindow_data()
 
 void TestDicomUtil::colourKeepsLowBytesAndIgnoresWindow()
 {
-    QFETCH(ImageSpec, spec);
+    QFETCH(ImageSpec, dicom);
     QFETCH(QList<QRgb>, pixels);
     const QString file = path(QStringLiteral("colour.dcm"));
-    writeDicom(file, spec);
+    writeDicom(file, dicom);
 
-    QImage expected(spec.columns, spec.rows, QImage::Format_RGB32);
+    QImage expected(dicom.columns, dicom.rows, QImage::Format_RGB32);
     for (int i = 0; i < pixels.size(); ++i)
-        expected.setPixel(i % spec.columns, i / spec.columns, pixels[i]);
+        expected.setPixel(i % dicom.columns, i / dicom.columns, pixels[i]);
     const QImage image = load(file);
     QCOMPARE(image.format(), QImage::Format_Grayscale8);
     QCOMPARE(image, greyOfRgb(expected));
 
     // The same file once compressed must give the same image (RLE keeps the planar layout).
-    writeDicom(file, spec, EXS_RLELossless);
+    writeDicom(file, dicom, EXS_RLELossless);
     QCOMPARE(load(file), greyOfRgb(expected));
 }
 
@@ -863,8 +863,8 @@ void TestDicomUtil::corruptCompressedFramesFailCleanly()
     QFETCH(E_TransferSyntax, syntax);
     QFETCH(QString, damage);
     const QString file = path(QStringLiteral("corrupt.dcm"));
-    const ImageSpec spec = rampImage(0);
-    writeDicom(file, spec, syntax);
+    const ImageSpec dicom = rampImage(0);
+    writeDicom(file, dicom, syntax);
     QFile f(file);
     QVERIFY(f.open(QIODevice::ReadOnly));
     QByteArray bytes = f.readAll();
@@ -894,7 +894,7 @@ void TestDicomUtil::corruptCompressedFramesFailCleanly()
     try {
         const QImage image = reader.loadImage(file);
         QVERIFY(damage != "cut");
-        QCOMPARE(image.size(), QSize(spec.columns, spec.rows));
+        QCOMPARE(image.size(), QSize(dicom.columns, dicom.rows));
     } catch (const kelvara::DicomError& e) {
         QVERIFY2(QString::fromUtf8(e.what()).contains(file), e.what());
     }

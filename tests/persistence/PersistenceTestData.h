@@ -73,61 +73,42 @@ inline void takeAOI(ControlValues& to, const ControlValues& from)
     to.vPos = from.vPos;
 }
 
-// One line per field, so that a failed comparison names the field.
+// One entry per field, so that a failed comparison names the field.
 inline QStringList describe(const ControlValues& v)
 {
     QStringList s;
-    auto add = [&s](const QString& name, const auto& value) {
-        s << name + '=' + QVariant::fromValue(value).toString();
-    };
+    QString p; // module index, where the field is one of three
+#define TESTDATA_FIELD(f) (p + #f "=" + QVariant::fromValue(v.f).toString())
     for (int m = 0; m < 3; ++m) {
-        const QString p = QString::number(m) + '.';
-        add(p + "scale", v.scale[m]);
-        add(p + "logarithmic", v.logarithmic[m]);
-        add(p + "xMin", v.threshold[m].xMin);
-        add(p + "xMax", v.threshold[m].xMax);
-        add(p + "yMin", v.threshold[m].yMin);
-        add(p + "yMax", v.threshold[m].yMax);
-        add(p + "type", v.filter[m].type);
-        add(p + "cut1", v.filter[m].cut1);
-        add(p + "cut2", v.filter[m].cut2);
-        add(p + "symInput", v.symmetry[m].input);
-        add(p + "inverted", v.symmetry[m].inverted);
-        add(p + "shape", v.symmetry[m].shape);
-        add(p + "approach", v.symmetry[m].approach);
-        add(p + "rectX", v.symmetry[m].rectX);
-        add(p + "rectY", v.symmetry[m].rectY);
-        add(p + "circleRadius", v.symmetry[m].circleRadius);
-        add(p + "productChecked", v.productChecked[m]);
-        add(p + "productAmplification", v.productAmplification[m]);
+        p = QString::number(m) + ':';
+        s << TESTDATA_FIELD(scale[m]) << TESTDATA_FIELD(logarithmic[m])
+          << TESTDATA_FIELD(threshold[m].xMin) << TESTDATA_FIELD(threshold[m].xMax)
+          << TESTDATA_FIELD(threshold[m].yMin) << TESTDATA_FIELD(threshold[m].yMax)
+          << TESTDATA_FIELD(filter[m].type) << TESTDATA_FIELD(filter[m].cut1)
+          << TESTDATA_FIELD(filter[m].cut2) << TESTDATA_FIELD(symmetry[m].input)
+          << TESTDATA_FIELD(symmetry[m].inverted) << TESTDATA_FIELD(symmetry[m].shape)
+          << TESTDATA_FIELD(symmetry[m].approach) << TESTDATA_FIELD(symmetry[m].rectX)
+          << TESTDATA_FIELD(symmetry[m].rectY) << TESTDATA_FIELD(symmetry[m].circleRadius)
+          << TESTDATA_FIELD(productChecked[m]) << TESTDATA_FIELD(productAmplification[m]);
     }
-    add("hCells", v.hCells);
-    add("vCells", v.vCells);
-    add("hStep", v.hStep);
-    add("vStep", v.vStep);
-    add("hPos", v.hPos);
-    add("vPos", v.vPos);
-    const std::pair<const char*, const kelvara::MaskControls*> masks[] = {{"dwi", &v.dwiMask},
-                                                                          {"adc", &v.adcMask}};
-    for (const auto& [name, mask] : masks) {
-        const QString p = QString::fromLatin1(name) + "Mask.";
-        add(p + "input", mask->input);
-        add(p + "left", mask->left);
-        add(p + "right", mask->right);
-        add(p + "autocorrect", mask->autocorrect);
-        add(p + "autocorrectBase", mask->autocorrectBase);
-        add(p + "autocorrectFactor", mask->autocorrectFactor);
+    p.clear();
+    s << TESTDATA_FIELD(hCells) << TESTDATA_FIELD(vCells) << TESTDATA_FIELD(hStep)
+      << TESTDATA_FIELD(vStep) << TESTDATA_FIELD(hPos) << TESTDATA_FIELD(vPos);
+    for (const auto* mask : {&v.dwiMask, &v.adcMask}) {
+        p = mask == &v.dwiMask ? "dwiMask." : "adcMask.";
+        const kelvara::MaskControls& v = *mask;
+        s << TESTDATA_FIELD(input) << TESTDATA_FIELD(left) << TESTDATA_FIELD(right)
+          << TESTDATA_FIELD(autocorrect) << TESTDATA_FIELD(autocorrectBase)
+          << TESTDATA_FIELD(autocorrectFactor);
     }
+    p.clear();
     for (const kelvara::ProgramItem& item : v.program)
         s << "program=" + item.text + " | " + item.data;
-    add("resultMin", v.resultMin);
-    add("resultMax", v.resultMax);
-    add("resultAutocorrect", v.resultAutocorrect);
-    add("resultAutocorrectBase", v.resultAutocorrectBase);
-    add("resultAutocorrectFactor", v.resultAutocorrectFactor);
-    add("includeIntervalIn3D", v.includeIntervalIn3D);
-    add("smallAreaThreshold", v.smallAreaThreshold);
-    add("pathologyThreshold", v.pathologyThreshold);
+    s << TESTDATA_FIELD(resultMin) << TESTDATA_FIELD(resultMax) << TESTDATA_FIELD(resultAutocorrect)
+      << TESTDATA_FIELD(resultAutocorrectBase) << TESTDATA_FIELD(resultAutocorrectFactor)
+      << TESTDATA_FIELD(includeIntervalIn3D) << TESTDATA_FIELD(smallAreaThreshold)
+      << TESTDATA_FIELD(pathologyThreshold);
+#undef TESTDATA_FIELD
     return s;
 }
 

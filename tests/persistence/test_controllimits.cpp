@@ -36,27 +36,11 @@ const QList<double> kDoubles = {
     0.0015,  0.0025,  0.12345, 0.12355,  0.5,     0.99949, 0.9995,  0.99951,     1.0,
     1.005,   2.675,   12.345,  37.25,    99.99,   99.994,  99.995,  99.996,      100.0,
     254.994, 254.995, 255.0,   255.0049, 255.005, 1e300,   kInf,    std::nan("")};
-const QList<int> kInts = {std::numeric_limits<int>::min(),
-                          -1001,
-                          -501,
-                          -500,
-                          -2,
-                          -1,
-                          0,
-                          1,
-                          2,
-                          3,
-                          4,
-                          5,
-                          99,
-                          100,
-                          101,
-                          255,
-                          256,
-                          999,
-                          1000,
-                          1001,
-                          std::numeric_limits<int>::max()};
+const int kMin = std::numeric_limits<int>::min(), kMax = std::numeric_limits<int>::max();
+// clang-format off
+const QList<int> kInts = {kMin, -1001, -501, -500, -2, -1, 0, 1, 2, 3, 4, 5, 99, 100, 101, 255,
+                          256, 999, 1000, 1001, kMax};
+// clang-format on
 
 } // namespace
 
@@ -88,11 +72,11 @@ void TestControlLimits::matchesWidgets()
         for (double v : kDoubles) {
             probe.number = v;
             box.setValue(v);
-            const double limited = probe.limited().number;
-            QVERIFY2(limited == box.value(), qPrintable(QString("%1 -> %2, widget %3")
-                                                            .arg(v)
-                                                            .arg(limited, 0, 'g', 17)
-                                                            .arg(box.value(), 0, 'g', 17)));
+            QVERIFY2(probe.limited().number == box.value(),
+                     qPrintable(QString("%1 -> %2, widget %3")
+                                    .arg(v)
+                                    .arg(probe.limited().number, 0, 'g', 17)
+                                    .arg(box.value(), 0, 'g', 17)));
         }
         break;
     }
@@ -106,9 +90,8 @@ void TestControlLimits::matchesWidgets()
             probe.integer = v;
             box.setValue(v);
             slider.setValue(v);
-            const int expected =
-                control.kind == ControlKind::SpinBox ? box.value() : slider.value();
-            QCOMPARE(probe.limited().integer, expected);
+            QCOMPARE(probe.limited().integer,
+                     control.kind == ControlKind::SpinBox ? box.value() : slider.value());
         }
         break;
     }

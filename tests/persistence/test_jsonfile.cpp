@@ -10,6 +10,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <optional>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -18,19 +19,16 @@ using kelvara::SettingsFile;
 
 namespace {
 
+// How the file under test is made, beyond writing the row's bytes.
 enum class Input {
+    Bytes,
     Missing,
     Directory,
     Unreadable,
-    Empty,
-    Invalid,
+    OverLimit,
     Truncated,
-    ArrayRoot,
-    ScalarRoot,
-    CarriageReturns,
     LargeValid,
-    LargeGarbage,
-    OverLimit
+    LargeGarbage
 };
 
 enum class Failure { MissingDirectory, TargetIsDirectory, ReadOnlyDirectory, WriteError };
@@ -100,100 +98,69 @@ private slots:
 void TestJsonFile::read_data()
 {
     QTest::addColumn<Input>("input");
+    QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<bool>("opened");
     QTest::addColumn<int>("resultMax"); // -1: the document reads as an empty object
 
-    QTest::newRow("missing") << Input::Missing << false << -1;
-    QTest::newRow("directory") << Input::Directory << false << -1;
-    QTest::newRow("unreadable") << Input::Unreadable << false << -1;
-    QTest::newRow("over the size limit") << Input::OverLimit << false << -1;
-    QTest::newRow("empty") << Input::Empty << true << -1;
-    QTest::newRow("invalid") << Input::Invalid << true << -1;
-    QTest::newRow("truncated") << Input::Truncated << true << -1;
-    QTest::newRow("array root") << Input::ArrayRoot << true << -1;
-    QTest::newRow("number root") << Input::ScalarRoot << true << -1;
-    QTest::newRow("carriage returns") << Input::CarriageReturns << true << 12;
-    QTest::newRow("50 MB valid") << Input::LargeValid << true << 12;
-    QTest::newRow("50 MB garbage") << Input::LargeGarbage << true << -1;
+    QTest::newRow("missing") << Input::Missing << QByteArray() << false << -1;
+    QTest::newRow("directory") << Input::Directory << QByteArray() << false << -1;
+    QTest::newRow("unreadable") << Input::Unreadable << QByteArray("{}") << false << -1;
+    QTest::newRow("over the size limit") << Input::OverLimit << QByteArray() << false << -1;
+    QTest::newRow("empty") << Input::Bytes << QByteArray("") << true << -1;
+    QTest::newRow("invalid") << Input::Bytes << QByteArray(R"({"ResultMax": 12,)") << true << -1;
+    QTest::newRow("truncated") << Input::Truncated << QByteArray() << true << -1;
+    QTest::newRow("array root") << Input::Bytes << QByteArray(R"([{"ResultMax": 12}])") << true
+                                << -1;
+    QTest::newRow("number root") << Input::Bytes << QByteArray("12") << true << -1;
+    // Text mode drops the CR inside the string, which JSON would reject.
+    QTest::newRow("carriage returns")
+        << Input::Bytes
+        << QByteArray("{\r\n    \"Pad\": \"a\rb\",\r\n    \"ResultMax\": 12\r\n}\r\n") << true
+        << 12;
+    QTest::newRow("50 MB valid") << Input::LargeValid << QByteArray() << true << 12;
+    QTest::newRow("50 MB garbage") << Input::LargeGarbage << QByteArray() << true << -1;
 }
 
 void TestJsonFile::read()
 {
     QFETCH(Input, input);
+    QFETCH(QByteArray, bytes);
     QFETCH(bool, opened);
     QFETCH(int, resultMax);
 
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
     const QString path = dir.filePath("config.cfg");
-    switch (input) {
-    case Input::Missing:
-        break;
-    case Input::Directory:
+    if (input == Input::Directory)
         QVERIFY(QDir(dir.path()).mkdir("config.cfg"));
-        break;
-    case Input::Unreadable:
-        if (!permissionsApply())
-            QSKIP("running as root: permissions do not keep the file from being read");
-        QVERIFY(writeBytes(path, "{}"));
-        QVERIFY(QFile::setPermissions(path, QFileDevice::WriteOwner));
-        break;
-    case Input::OverLimit: {
-        // Sparse: no disk space used.
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        QVERIFY(f.resize(JsonFile::maximumSize + 1));
-        break;
-    }
-    case Input::Empty:
-        QVERIFY(writeBytes(path, ""));
-        break;
-    case Input::Invalid:
-        QVERIFY(writeBytes(path, R"({"ResultMax": 12,)"));
-        break;
-    case Input::Truncated: {
+    if (input == Input::Unreadable && !permissionsApply())
+        QSKIP("running as root: permissions do not keep the file from being read");
+    if (input == Input::Truncated) {
         QVERIFY(SettingsFile::save(path, testdata::stored()));
         const QByteArray whole = readBytes(path);
-        QVERIFY(writeBytes(path, whole.left(whole.size() / 2)));
-        break;
-    }
-    case Input::ArrayRoot:
-        QVERIFY(writeBytes(path, R"([{"ResultMax": 12}])"));
-        break;
-    case Input::ScalarRoot:
-        QVERIFY(writeBytes(path, "12"));
-        break;
-    case Input::CarriageReturns:
-        // Text mode drops the CR inside the string, which JSON would reject.
-        QVERIFY(writeBytes(path, "{\r\n    \"Pad\": \"a\rb\",\r\n    \"ResultMax\": 12\r\n}\r\n"));
-        break;
-    case Input::LargeValid: {
-        QByteArray bytes = R"({"ResultMax": 12, "Pad": ")";
-        bytes.append(kFiftyMegabytes, 'x');
-        bytes.append("\"}");
-        QVERIFY(writeBytes(path, bytes));
-        break;
-    }
-    case Input::LargeGarbage: {
-        QByteArray bytes(kFiftyMegabytes, Qt::Uninitialized);
-        QRandomGenerator random(7);
-        random.fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
+        bytes = whole.left(whole.size() / 2);
+    } else if (input == Input::LargeValid) {
+        bytes = R"({"ResultMax": 12, "Pad": ")" + QByteArray(kFiftyMegabytes, 'x') + "\"}";
+    } else if (input == Input::LargeGarbage) {
+        bytes = QByteArray(kFiftyMegabytes, Qt::Uninitialized);
+        QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
         bytes[0] = '{';
+    }
+    if (input != Input::Missing && input != Input::Directory)
         QVERIFY(writeBytes(path, bytes));
-        break;
-    }
-    }
+    if (input == Input::Unreadable)
+        QVERIFY(QFile::setPermissions(path, QFileDevice::WriteOwner));
+    if (input == Input::OverLimit)
+        QVERIFY(QFile(path).resize(JsonFile::maximumSize + 1)); // sparse: no disk space used
 
     const std::optional<QJsonObject> root = JsonFile::read(path);
     QCOMPARE(root.has_value(), opened);
     // The file loaders pass "cannot open" on, so that the window changes nothing.
     QCOMPARE(SettingsFile::load(path).has_value(), opened);
     QCOMPARE(kelvara::ProjectFile::load(path).has_value(), opened);
-    if (!opened)
-        return;
-    if (resultMax < 0)
+    if (opened && resultMax < 0)
         QVERIFY(root->isEmpty());
-    else
+    else if (opened)
         QCOMPARE(root->value("ResultMax").toInt(-1), resultMax);
 }
 
@@ -215,38 +182,31 @@ void TestJsonFile::failedSave()
     QVERIFY(QDir(dir.path()).mkdir("folder"));
     QString path = folder + "/config.cfg";
     const QByteArray previous = "{\n    \"ResultMax\": 12\n}\n";
-
-    bool saved = true;
-    switch (failure) {
-    case Failure::MissingDirectory:
+    const bool keepsPrevious =
+        failure == Failure::ReadOnlyDirectory || failure == Failure::WriteError;
+    if (failure == Failure::ReadOnlyDirectory && !permissionsApply())
+        QSKIP("running as root: permissions do not keep the directory from being written");
+    if (keepsPrevious)
+        QVERIFY(writeBytes(path, previous));
+    if (failure == Failure::MissingDirectory)
         path = dir.filePath("missing/config.cfg");
-        saved = SettingsFile::save(path, testdata::stored());
-        QVERIFY(!QFile::exists(path));
-        break;
-    case Failure::TargetIsDirectory:
+    if (failure == Failure::TargetIsDirectory)
         QVERIFY(QDir(folder).mkdir("config.cfg"));
-        saved = SettingsFile::save(path, testdata::stored());
-        QVERIFY(QFileInfo(path).isDir());
-        break;
-    case Failure::ReadOnlyDirectory:
-        if (!permissionsApply())
-            QSKIP("running as root: permissions do not keep the directory from being written");
-        QVERIFY(writeBytes(path, previous));
+    if (failure == Failure::ReadOnlyDirectory)
         QVERIFY(QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner));
-        saved = SettingsFile::save(path, testdata::stored());
-        QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                          QFileDevice::ExeOwner);
-        break;
-    case Failure::WriteError: {
-        QVERIFY(writeBytes(path, previous));
-        const FileSizeLimit limit(64); // the document is some kilobytes
-        QVERIFY(limit.active());
-        saved = SettingsFile::save(path, testdata::stored());
-        break;
+    std::optional<FileSizeLimit> limit;
+    if (failure == Failure::WriteError) {
+        limit.emplace(64); // the document is some kilobytes
+        QVERIFY(limit->active());
     }
-    }
+    const bool saved = SettingsFile::save(path, testdata::stored());
+    limit.reset();
+    QFile::setPermissions(folder,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     QVERIFY(!saved);
-    if (failure == Failure::ReadOnlyDirectory || failure == Failure::WriteError) {
+    QCOMPARE(QFileInfo(path).isDir(), failure == Failure::TargetIsDirectory);
+    QCOMPARE(QFileInfo::exists(path), failure != Failure::MissingDirectory);
+    if (keepsPrevious) {
         QCOMPARE(readBytes(path), previous);
         // No half-written temporary file is left beside it.
         QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"config.cfg"});

@@ -78,12 +78,10 @@ private slots:
     {
         QFETCH(bool, cancel);
         const QString file = dir.filePath(cancel ? "cancelled.png" : "composed.png");
-        QString caption, start, filter;
+        QStringList asked; // caption, start directory, filter
         kelvara::Dialogs::setSaveFileHandler(
             [&](QWidget* parent, const QString& c, const QString& d, const QString& f) {
-                caption = c;
-                start = d;
-                filter = f;
+                asked = {c, d, f};
                 return parent || cancel ? QString() : file;
             });
         view->setImage(flatGrey(64, 48, 100));
@@ -91,9 +89,7 @@ private slots:
         view->setOverlayImage(redMarks(64, 48, {{5, 7}, {32, 10}, {63, 47}}));
         view->setZoom(250);
         saveButton->click(); // the button reaches ResultView's override
-        QCOMPARE(caption, QStringLiteral("Save image"));
-        QCOMPARE(start, QStringLiteral("."));
-        QCOMPARE(filter, QStringLiteral("PNG files (*.png)"));
+        QCOMPARE(asked, (QStringList{"Save image", ".", "PNG files (*.png)"}));
         QCOMPARE(QFile::exists(file), !cancel);
         if (cancel)
             return;
@@ -104,7 +100,7 @@ private slots:
             const QRgb c = back.pixel(pt);
             QVERIFY2(qAbs(qRed(c) - 177) <= 1 && qAbs(qGreen(c) - 50) <= 1 &&
                          qAbs(qBlue(c) - 50) <= 1 && qAlpha(c) == 255,
-                     qPrintable(QString("%1,%2: %3").arg(pt.x()).arg(pt.y()).arg(c, 8, 16)));
+                     qPrintable(QString::asprintf("%d,%d: %08x", pt.x(), pt.y(), c)));
         }
         // Unmarked pixels keep the base, the midline column included.
         for (const QPoint& pt : {QPoint(0, 0), QPoint(32, 20), QPoint(32, 47), QPoint(6, 7)})
