@@ -10,6 +10,8 @@ packages=(
   libqt6opengl6-dev libgl-dev libxkbcommon-dev
   libopencv-core-dev             # DFT (core only; no CMake config in Debian)
   libdcmtk-dev                   # DICOM reader
+  libopenjp2-7-dev               # JPEG 2000 Pixel Data
+  clang libclang-rt-14-dev       # fuzz/ (libFuzzer runtime, make fuzz)
   xvfb xauth libgl1-mesa-dri     # headless widget and 3D tests
   python3-pydicom                # real DICOM files from other toolkits for the tests
   libbenchmark-dev               # bench/

@@ -1,12 +1,15 @@
 #include "DicomPixelFrame.h"
 
 #include "DicomError.h"
+#include "DicomJpeg2000.h"
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dccodec.h>
 #include <dcmtk/dcmdata/dcdatset.h>
 #include <dcmtk/dcmdata/dcdeftag.h>
 #include <dcmtk/dcmdata/dcpixel.h>
+#include <dcmtk/dcmdata/dcpixseq.h>
+#include <dcmtk/dcmdata/dcpxitem.h>
 #include <dcmtk/dcmdata/dcrledrg.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 #include <dcmtk/dcmjpeg/djdecode.h>
@@ -262,6 +265,69 @@ FrameBytes readCompressedFrame(DcmDataset& dataset, DcmPixelData& pixelData,
     return bytes;
 }
 
+// DCMTK's RLE decoder follows the segment offsets of the RLE header without checking them
+// against the data, and reads outside the fragments for an offset past their end. Frame 0's
+// header is checked here first: at most 15 segments, offsets from 64 on, in order, inside the
+// compressed data.
+void checkRleHeader(DcmPixelData& pixelData, const DcmRepresentationParameter* parameter,
+                    const QString& path)
+{
+    DcmPixelSequence* fragments = nullptr;
+    if (pixelData.getEncapsulatedRepresentation(EXS_RLELossless, parameter, fragments).bad() ||
+        !fragments)
+        throw DicomError(path, QStringLiteral("the compressed Pixel Data cannot be read"));
+    uint64_t total = 0;
+    DcmPixelItem* first = nullptr;
+    for (unsigned long i = 1; i < fragments->card(); ++i) {
+        DcmPixelItem* item = nullptr;
+        if (fragments->getItem(item, i).bad() || !item)
+            break;
+        if (i == 1)
+            first = item;
+        total += item->getLength();
+    }
+    Uint8* header = nullptr;
+    if (!first || first->getLength() < 64 || first->getUint8Array(header).bad() || !header)
+        throw DicomError(path, QStringLiteral("frame 0 has no complete RLE header"));
+    auto word = [header](int i) {
+        const Uint8* p = header + 4 * i;
+        return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+    };
+    const uint32_t segments = word(0);
+    if (segments < 1 || segments > 15)
+        throw DicomError(path, QStringLiteral("the RLE header of frame 0 names %1 segments "
+                                              "(1 to 15 are possible)")
+                                   .arg(segments));
+    uint64_t previous = 64;
+    for (uint32_t s = 1; s <= segments; ++s) {
+        const uint32_t offset = word(int(s));
+        if (offset < previous || offset >= total)
+            throw DicomError(path, QStringLiteral("the RLE header of frame 0 puts segment %1 at "
+                                                  "byte %2 of %3 bytes of compressed data")
+                                       .arg(s)
+                                       .arg(offset)
+                                       .arg(total));
+        previous = offset;
+    }
+}
+
+// JPEG 2000 is not among DCMTK's free codecs: OpenJPEG decodes frame 0's fragments.
+FrameBytes readJpeg2000Frame(DcmPixelData& pixelData, E_TransferSyntax syntax,
+                             const DcmRepresentationParameter* parameter, const PixelLayout& l,
+                             const QString& path)
+{
+    DcmPixelSequence* fragments = nullptr;
+    if (pixelData.getEncapsulatedRepresentation(syntax, parameter, fragments).bad() || !fragments)
+        throw DicomError(path, QStringLiteral("the compressed Pixel Data cannot be read"));
+    const Jpeg2000Target target{l.columns, l.rows, l.samplesPerPixel, l.bitsAllocated, l.frames};
+    return decodeJpeg2000(jpeg2000FrameZero(*fragments, l.frames, path), target, path);
+}
+
+bool isJpeg2000(E_TransferSyntax syntax)
+{
+    return syntax == EXS_JPEG2000LosslessOnly || syntax == EXS_JPEG2000;
+}
+
 } // namespace
 
 void registerDicomDecoders()
@@ -312,9 +378,13 @@ DicomPixelFrame DicomPixelFrame::read(DcmDataset& dataset, const QString& path)
     if (compressed) {
         if (frameBytes == 0)
             return frame;
-        bytes = readCompressedFrame(dataset, pixelData, syntax, frameBytes, path);
-        // The JPEG decoders were told to deliver colour pixel by pixel; RLE keeps the planar
-        // configuration that the data set declares.
+        if (syntax == EXS_RLELossless)
+            checkRleHeader(pixelData, parameter, path);
+        bytes = isJpeg2000(syntax)
+                    ? readJpeg2000Frame(pixelData, syntax, parameter, l, path)
+                    : readCompressedFrame(dataset, pixelData, syntax, frameBytes, path);
+        // The JPEG decoders deliver colour pixel by pixel; RLE keeps the planar configuration
+        // that the data set declares.
         if (syntax != EXS_RLELossless)
             planar = false;
     } else {

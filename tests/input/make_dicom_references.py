@@ -6,6 +6,9 @@ the reader against an independent decoder. Grey files are windowed here exactly 
 must window them; for RGB files the low 8 bits of each sample are written as an RGB PNG and the
 test turns them grey with Qt's own conversion, as the reader does.
 
+YBR files go the grey way (the first width x height samples, interleaved by pixel), as in the
+reader.
+
 Run with Debian's python3 (packages python3-pydicom, python3-numpy, python3-gdcm):
     /usr/bin/python3 tests/input/make_dicom_references.py
 """
@@ -27,7 +30,7 @@ OUT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "data")
 REFERENCES = {
     "mr_small.png": (["MR_small.dcm", "MR_small_implicit.dcm", "MR_small_bigendian.dcm",
                       "MR_small_expb.dcm", "MR_small_RLE.dcm", "MR_small_jpeg_ls_lossless.dcm",
-                      "MR_small_padded.dcm"], "grey"),
+                      "MR_small_padded.dcm", "MR_small_jp2klossless.dcm"], "grey"),
     "ct_small.png": (["CT_small.dcm"], "grey"),
     "jpeg_extended_12bit.png": (["JPGExtended.dcm", "JPEG-lossy.dcm"], "grey"),
     "image_dfl.png": (["image_dfl.dcm"], "grey"),
@@ -41,11 +44,19 @@ REFERENCES = {
     "sc_rgb_jpeg_baseline.png": (["SC_rgb_dcmtk_+eb+cr.dcm"], "rgb"),
     "explvr_bigend_rgb.png": (["ExplVR_BigEnd.dcm"], "rgb"),
     "sc_rgb_small_odd.png": (["SC_rgb_small_odd.dcm"], "rgb"),
+    # JPEG 2000, decoded by GDCM
+    "jpeg2000_16bit.png": (["JPEG2000.dcm"], "grey"),
+    "j2k_14bit_lossy.png": (["693_J2KI.dcm"], "grey"),
+    "j2k_pixelrep_mismatch.png": (["J2K_pixelrep_mismatch.dcm"], "grey"),
+    "j2k_ybr_rct.png": (["GDCMJ2K_TextGBR.dcm"], "grey"),
 }
 
 
 def stored_frame0(ds):
     """Frame 0 as signed stored values, samples interleaved by pixel."""
+    # Read before decoding: pydicom's JPEG 2000 corrections may rewrite Pixel Representation
+    # to what the codestream says, and the data set's value is the one that counts.
+    signed = ds.PixelRepresentation == 1
     with warnings.catch_warnings():
         warnings.simplefilter("ignore")
         pixels = ds.pixel_array
@@ -58,7 +69,7 @@ def stored_frame0(ds):
         bits, high = ds.BitsStored, ds.HighBit
         raw = raw & ((1 << ds.BitsAllocated) - 1)
         raw = (raw >> (high + 1 - bits)) & ((1 << bits) - 1)
-        if ds.PixelRepresentation == 1:
+        if signed:
             raw = np.where(raw & (1 << (bits - 1)), raw - (1 << bits), raw)
     return raw
 

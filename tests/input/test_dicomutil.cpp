@@ -285,6 +285,8 @@ private slots:
     void pathsWithoutAFileAreRefused();
     void corruptCompressedFramesFailCleanly_data();
     void corruptCompressedFramesFailCleanly();
+    void jpeg2000FrameZero_data();
+    void jpeg2000FrameZero();
 
 private:
     QImage load(const QString& path);
@@ -639,7 +641,8 @@ void TestDicomUtil::realFilesMatchIndependentDecoder_data()
          false,
          0,
          {"MR_small.dcm", "MR_small_implicit.dcm", "MR_small_bigendian.dcm", "MR_small_expb.dcm",
-          "MR_small_RLE.dcm", "MR_small_jpeg_ls_lossless.dcm", "MR_small_padded.dcm"}},
+          "MR_small_RLE.dcm", "MR_small_jpeg_ls_lossless.dcm", "MR_small_padded.dcm",
+          "MR_small_jp2klossless.dcm"}},
         {"ct_small.png", false, 0, {"CT_small.dcm"}},
         {"jpeg_extended_12bit.png", false, 0, {"JPGExtended.dcm", "JPEG-lossy.dcm"}},
         {"image_dfl.png", false, 0, {"image_dfl.dcm"}},
@@ -658,6 +661,10 @@ void TestDicomUtil::realFilesMatchIndependentDecoder_data()
         {"sc_rgb_jpeg_baseline.png", true, 0, {"SC_rgb_dcmtk_+eb+cr.dcm"}},
         {"explvr_bigend_rgb.png", true, 0, {"ExplVR_BigEnd.dcm"}},
         {"sc_rgb_small_odd.png", true, 0, {"SC_rgb_small_odd.dcm"}},
+        {"jpeg2000_16bit.png", false, 0, {"JPEG2000.dcm"}},
+        {"j2k_14bit_lossy.png", false, 0, {"693_J2KI.dcm"}},
+        {"j2k_pixelrep_mismatch.png", false, 0, {"J2K_pixelrep_mismatch.dcm"}},
+        {"j2k_ybr_rct.png", false, 0, {"GDCMJ2K_TextGBR.dcm"}},
     };
     for (const auto& g : groups)
         for (const QString& f : g.files)
@@ -693,10 +700,10 @@ void TestDicomUtil::realFilesThatCannotBeReadSayWhy_data()
     QTest::addColumn<QString>("reason");
     QTest::newRow("truncated pixel data") << "MR_truncated.dcm"
                                           << "truncated";
-    QTest::newRow("JPEG 2000") << "JPEG2000.dcm"
-                               << "JPEG 2000";
-    QTest::newRow("JPEG 2000 lossless") << "MR_small_jp2klossless.dcm"
-                                        << "JPEG 2000";
+    // The fragment holds bytes that look like a sequence delimiter inside the SIZ marker, so
+    // the codestream claims an image of 3722445056 x 1024 pixels.
+    QTest::newRow("JPEG 2000 with a corrupt size") << "JPEG2000-embedded-sequence-delimiter.dcm"
+                                                   << "JPEG 2000";
     QTest::newRow("no meta header, no image") << "ExplVR_LitEndNoMeta.dcm"
                                               << "no image";
     QTest::newRow("big endian, no meta header, no image") << "ExplVR_BigEndNoMeta.dcm"
@@ -856,6 +863,10 @@ void TestDicomUtil::corruptCompressedFramesFailCleanly_data()
             QTest::newRow(qPrintable(QStringLiteral("%1, %2").arg(name, damage)))
                 << syntax << QString::fromLatin1(damage);
     }
+    // The RLE header's segment offsets are checked before DCMTK follows them.
+    for (const char* damage : {"RLE offset past the end", "RLE offsets out of order",
+                               "RLE 16 segments", "RLE no segment", "RLE offset inside header"})
+        QTest::newRow(damage) << EXS_RLELossless << QString::fromLatin1(damage);
 }
 
 void TestDicomUtil::corruptCompressedFramesFailCleanly()
@@ -884,6 +895,28 @@ void TestDicomUtil::corruptCompressedFramesFailCleanly()
     } else if (damage == "header") {
         for (int i = start; i < start + 64; ++i)
             bytes[i] = char(0xFF - (i & 0x0F));
+    } else if (damage.startsWith(QLatin1String("RLE"))) {
+        // Two segments (16-bit samples): count, then the offsets of segments 1 and 2.
+        char* header = bytes.data() + start;
+        QCOMPARE(qFromLittleEndian<quint32>(header), quint32(2));
+        if (damage == "RLE offset past the end")
+            qToLittleEndian<quint32>(16187856, header + 8);
+        else if (damage == "RLE offsets out of order")
+            qToLittleEndian<quint32>(qFromLittleEndian<quint32>(header + 8) + 8, header + 4);
+        else if (damage == "RLE 16 segments")
+            qToLittleEndian<quint32>(16, header);
+        else if (damage == "RLE no segment")
+            qToLittleEndian<quint32>(0, header);
+        else
+            qToLittleEndian<quint32>(12, header + 4);
+        writeBytes(QStringLiteral("corrupt.dcm"), bytes);
+        try {
+            reader.loadImage(file);
+            QFAIL("no exception");
+        } catch (const kelvara::DicomError& e) {
+            QVERIFY2(QString::fromUtf8(e.what()).contains(QLatin1String("RLE header")), e.what());
+        }
+        return;
     } else {
         bytes.truncate(start + length / 2);
     }
@@ -897,6 +930,155 @@ void TestDicomUtil::corruptCompressedFramesFailCleanly()
         QCOMPARE(image.size(), QSize(dicom.columns, dicom.rows));
     } catch (const kelvara::DicomError& e) {
         QVERIFY2(QString::fromUtf8(e.what()).contains(file), e.what());
+    }
+}
+
+// JPEG 2000 Pixel Data around codestream fragments; the Basic Offset Table is left empty when
+// `offsets` is.
+QByteArray jpeg2000File(const RawImage& r, int frames, const QList<quint32>& offsets,
+                        const QList<QByteArray>& fragments)
+{
+    QByteArray table;
+    for (const quint32 o : offsets) {
+        QByteArray v(4, '\0');
+        qToLittleEndian<quint32>(o, v.data());
+        table += v;
+    }
+    QByteArray pixelData = element(0x7FE0, 0x0010, "OB", {}, 0xFFFFFFFF) +
+                           tag32(0xFFFE, 0xE000, quint32(table.size())) + table;
+    for (const QByteArray& f : fragments)
+        pixelData += tag32(0xFFFE, 0xE000, quint32(f.size())) + f;
+    pixelData += tag32(0xFFFE, 0xE0DD, 0);
+    return metaHeader(UID_JPEG2000LosslessOnlyTransferSyntax) +
+           us(0x0028, 0x0002, r.samplesPerPixel) + element(0x0028, 0x0004, "CS", r.photometric) +
+           (frames > 0 ? element(0x0028, 0x0008, "IS", QByteArray::number(frames)) : QByteArray()) +
+           us(0x0028, 0x0010, r.rows) + us(0x0028, 0x0011, r.columns) +
+           us(0x0028, 0x0100, r.bitsAllocated) + us(0x0028, 0x0101, r.bitsStored) +
+           us(0x0028, 0x0102, r.highBit) + us(0x0028, 0x0103, r.pixelRepresentation) + pixelData;
+}
+
+// A minimal JP2 file around a codestream: signature, file type, header and codestream boxes.
+QByteArray jp2Boxes(const QByteArray& codestream, quint32 width, quint32 height)
+{
+    auto box = [](const char* type, const QByteArray& body) {
+        QByteArray out(4, '\0');
+        qToBigEndian<quint32>(quint32(8 + body.size()), out.data());
+        return out + QByteArray(type, 4) + body;
+    };
+    QByteArray ihdr(14, '\0');
+    qToBigEndian<quint32>(height, ihdr.data());
+    qToBigEndian<quint32>(width, ihdr.data() + 4);
+    qToBigEndian<quint16>(1, ihdr.data() + 8);
+    ihdr[10] = char(0x80 | 15);                               // signed, 16 bits
+    ihdr[11] = 7;                                             // wavelet compression
+    const QByteArray colr("\x01\x00\x00\x00\x00\x00\x11", 7); // enumerated, greyscale
+    return box("jP  ", QByteArray("\x0D\x0A\x87\x0A", 4)) +
+           box("ftyp", QByteArray("jp2 \0\0\0\0jp2 ", 12)) +
+           box("jp2h", box("ihdr", ihdr) + box("colr", colr)) + box("jp2c", codestream);
+}
+
+void TestDicomUtil::jpeg2000FrameZero_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("reason"); // empty: the image equals the one of the codestream
+
+    // The 64 x 64 signed 16-bit codestream of pydicom's lossless JPEG 2000 MR file.
+    QFile source(pydicomSamples() + QStringLiteral("/MR_small_jp2klossless.dcm"));
+    if (!source.open(QIODevice::ReadOnly)) {
+        QTest::newRow("no sample") << QByteArray() << QString();
+        return;
+    }
+    const QByteArray file = source.readAll();
+    const int soc = int(file.indexOf(QByteArray("\xFF\x4F\xFF\x51", 4)));
+    const QByteArray cs =
+        file.mid(soc, int(qFromLittleEndian<quint32>(file.constData() + soc - 4)));
+    RawImage mr;
+    mr.rows = mr.columns = 64;
+    mr.pixelRepresentation = 1;
+    auto with = [&mr](auto change) {
+        RawImage r = mr;
+        change(r);
+        return r;
+    };
+    const int half = int(cs.size() / 4) * 2; // fragments have even lengths
+    const QByteArray garbage = QByteArray("\xFF\x4F\xFF\x51", 4) + QByteArray(200, '\x5A');
+
+    QTest::newRow("split into two fragments, one frame")
+        << jpeg2000File(mr, 1, {}, {cs.left(half), cs.mid(half)}) << QString();
+    QTest::newRow("two frames, offset table")
+        << jpeg2000File(mr, 2, {0, quint32(16 + cs.size())}, {cs.left(half), cs.mid(half), garbage})
+        << QString();
+    QTest::newRow("two frames, no offset table, found by scanning")
+        << jpeg2000File(mr, 2, {}, {cs.left(half), cs.mid(half), garbage}) << QString();
+    QTest::newRow("two frames, unusable offset table, found by scanning")
+        << jpeg2000File(mr, 2, {4, 2}, {cs, garbage}) << QString();
+    QTest::newRow("JP2 file") << jpeg2000File(mr, 0, {}, {jp2Boxes(cs, 64, 64)}) << QString();
+
+    QTest::newRow("truncated") << jpeg2000File(mr, 0, {}, {cs.left(half)}) << "JPEG 2000";
+    QTest::newRow("cut after the header") << jpeg2000File(mr, 0, {}, {cs.left(60)}) << "JPEG 2000";
+    QByteArray scrambled = cs;
+    for (int i = 80; i < scrambled.size(); ++i)
+        scrambled[i] = char((i * 151) ^ 0x5A);
+    QTest::newRow("garbage after the header")
+        << jpeg2000File(mr, 0, {}, {scrambled}) << "JPEG 2000";
+    QTest::newRow("garbage") << jpeg2000File(mr, 0, {}, {garbage}) << "JPEG 2000";
+    QTest::newRow("neither codestream nor JP2")
+        << jpeg2000File(mr, 0, {}, {QByteArray(64, '\0')}) << "neither";
+    QTest::newRow("no fragment") << jpeg2000File(mr, 0, {}, {}) << "no compressed fragment";
+    QTest::newRow("columns differ")
+        << jpeg2000File(with([](RawImage& r) { r.columns = 63; }), 0, {}, {cs}) << "64 x 64";
+    QTest::newRow("rows differ") << jpeg2000File(with([](RawImage& r) { r.rows = 128; }), 0, {},
+                                                 {cs})
+                                 << "64 x 64";
+    QTest::newRow("JP2 size differs")
+        << jpeg2000File(mr, 0, {}, {jp2Boxes(cs, 32, 64)}) << "JPEG 2000";
+    QTest::newRow("three samples declared") << jpeg2000File(with([](RawImage& r) {
+                                                                r.samplesPerPixel = 3;
+                                                                r.photometric = "RGB";
+                                                            }),
+                                                            0, {}, {cs})
+                                            << "1 component";
+    QTest::newRow("8 bits allocated for 16-bit samples")
+        << jpeg2000File(with([](RawImage& r) {
+                            r.bitsAllocated = r.bitsStored = 8;
+                            r.highBit = 7;
+                        }),
+                        0, {}, {cs})
+        << "16-bit samples";
+}
+
+void TestDicomUtil::jpeg2000FrameZero()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, reason);
+    if (bytes.isEmpty())
+        QSKIP("pydicom's sample files are not installed (Debian package python3-pydicom)");
+    writeBytes(QStringLiteral("j2k.dcm"), bytes);
+    const QString file = path(QStringLiteral("j2k.dcm"));
+    if (reason.isEmpty()) {
+        // The plain file with the same codestream in one fragment (which itself matches an
+        // independent decoder in realFilesMatchIndependentDecoder).
+        QFile source(pydicomSamples() + QStringLiteral("/MR_small_jp2klossless.dcm"));
+        QVERIFY(source.open(QIODevice::ReadOnly));
+        const QByteArray original = source.readAll();
+        const int soc = int(original.indexOf(QByteArray("\xFF\x4F\xFF\x51", 4)));
+        const quint32 length = qFromLittleEndian<quint32>(original.constData() + soc - 4);
+        RawImage mr;
+        mr.rows = mr.columns = 64;
+        mr.pixelRepresentation = 1;
+        writeBytes(QStringLiteral("j2k-plain.dcm"),
+                   jpeg2000File(mr, 0, {}, {original.mid(soc, int(length))}));
+        const QImage expected = load(path(QStringLiteral("j2k-plain.dcm")));
+        QCOMPARE(expected.size(), QSize(64, 64));
+        QCOMPARE(load(file), expected);
+        return;
+    }
+    try {
+        reader.loadImage(file);
+        QFAIL("no exception");
+    } catch (const kelvara::DicomError& e) {
+        const QString message = QString::fromUtf8(e.what());
+        QVERIFY2(message.contains(file) && message.contains(reason), e.what());
     }
 }
 

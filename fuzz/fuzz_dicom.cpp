@@ -1,0 +1,31 @@
+// DICOM reader: the bytes become a file, which the reader must turn into an image or refuse
+// with a DicomError; anything else (a crash, a sanitizer report, another exception) is a fault.
+#include "DICOMUtil.h"
+#include "DicomError.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+
+#include <cstdint>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    static const QString path = QDir::temp().filePath(
+        QStringLiteral("kelvara-fuzz-dicom-%1.dcm").arg(QCoreApplication::applicationPid()));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        std::abort(); // the harness itself is broken, not the reader
+    file.write(reinterpret_cast<const char*>(data), qint64(size));
+    file.close();
+
+    DICOMUtil reader;
+    try {
+        const QImage image = reader.loadImage(path);
+        if (!image.isNull() && image.format() != QImage::Format_Grayscale8)
+            std::abort();
+    } catch (const kelvara::DicomError&) {
+    }
+    return 0;
+}
