@@ -152,7 +152,11 @@ MainWindow::MainWindow(QWidget* parent)
     on_loadSettingsButton_clicked();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow()
+{
+    // The form goes first, then the members in reverse order; the widgets die with the window.
+    ui.reset();
+}
 
 // Zoom sliders: value 100 is 1:1.
 void MainWindow::on_DWIZoomSlider_valueChanged(int value)

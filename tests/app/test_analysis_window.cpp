@@ -5,6 +5,8 @@
 #include "MainWindow.h"
 #include "ui_MainWindow.h"
 
+#include "../common/ShownImage.h"
+
 #include <QGraphicsPixmapItem>
 #include <QtTest>
 
@@ -17,19 +19,6 @@ QImage uniformImage(int size, int value)
     QImage img(size, size, QImage::Format_Grayscale8);
     img.fill(uchar(value));
     return img;
-}
-
-// The pixmap a graphics view currently shows (the scene's lowest pixmap item).
-QImage shownImage(QGraphicsView* view)
-{
-    QImage found;
-    qreal lowest = 1e9;
-    for (QGraphicsItem* item : view->scene()->items())
-        if (auto* p = dynamic_cast<QGraphicsPixmapItem*>(item); p && p->zValue() < lowest) {
-            lowest = p->zValue();
-            found = p->pixmap().toImage();
-        }
-    return found;
 }
 
 } // namespace

@@ -11,22 +11,11 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "../common/ShownImage.h"
+
 using namespace batchtest;
 
 namespace {
-
-// The pixmap a graphics view shows (the scene's lowest pixmap item).
-QImage shownImage(QGraphicsView* view)
-{
-    QImage found;
-    qreal lowest = 1e9;
-    for (QGraphicsItem* item : view->scene()->items())
-        if (auto* p = dynamic_cast<QGraphicsPixmapItem*>(item); p && p->zValue() < lowest) {
-            lowest = p->zValue();
-            found = p->pixmap().toImage();
-        }
-    return found;
-}
 
 QImage argb(const QImage& image)
 {

@@ -6,6 +6,8 @@
 #include "SettingsFile.h"
 #include "ui_MainWindow.h"
 
+#include "../common/ShownImage.h"
+
 #include <QGraphicsPixmapItem>
 #include <QStatusBar>
 #include <QtTest>
@@ -13,14 +15,6 @@
 using kelvara::ControlValues;
 
 namespace {
-
-QImage shownImage(QGraphicsView* view)
-{
-    for (QGraphicsItem* item : view->scene()->items())
-        if (auto* p = dynamic_cast<QGraphicsPixmapItem*>(item))
-            return p->pixmap().toImage();
-    return {};
-}
 
 // Every stored analysis control away from its default.
 void setStoredControls(Ui::MainWindow* ui)
