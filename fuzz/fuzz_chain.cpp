@@ -132,7 +132,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static const auto product = std::make_unique<ResultMatrix>();
     static const auto solution = std::make_unique<ResultMatrix>();
     static const auto nonMasked = std::make_unique<ResultMatrix>();
-    static FourierAverages averages;
+    static IntervalBases averages;
     engine->resize(truncToInt(2.0 * AOISources::boxHalfWidth(c)),
                    truncToInt(AOISources::boxHeight(c)));
     AnalysisChain chain(

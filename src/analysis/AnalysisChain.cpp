@@ -40,7 +40,7 @@ const double* const* solutionPlane(const SymmetryEngine& e, const QString& key, 
 } // namespace
 
 AnalysisChain::AnalysisChain(SymmetryEngine& engine, ResultMatrix& product, ResultMatrix& solution,
-                             ResultMatrix& nonMasked, FourierAverages& averages, AOIProvider aoi,
+                             ResultMatrix& nonMasked, IntervalBases& averages, AOIProvider aoi,
                              CutoffNotice cutoffNotice)
     : engine(engine), productMatrix(product), solutionMatrix(solution), nonMaskedMatrix(nonMasked),
       averages(averages), aoi(std::move(aoi)), cutoffNotice(std::move(cutoffNotice))

@@ -24,7 +24,7 @@ struct AOIImages {
 
 // The spectrum threshold values (bases of the automatic intervals) and the solution's
 // non-masked average.
-struct FourierAverages {
+struct IntervalBases {
     double t2FourierAverage = 0.0;
     double dwiFourierAverage = 0.0;
     double adcFourierAverage = 0.0;
@@ -62,7 +62,7 @@ public:
     using CutoffNotice = std::function<void()>;
 
     AnalysisChain(SymmetryEngine& engine, ResultMatrix& product, ResultMatrix& solution,
-                  ResultMatrix& nonMasked, FourierAverages& averages, AOIProvider aoi,
+                  ResultMatrix& nonMasked, IntervalBases& averages, AOIProvider aoi,
                   CutoffNotice cutoffNotice);
 
     // Fourier: "Display FFT", "Display treshold" (stores the value), "Display result".
@@ -105,7 +105,7 @@ private:
     ResultMatrix& productMatrix;
     ResultMatrix& solutionMatrix;
     ResultMatrix& nonMaskedMatrix;
-    FourierAverages& averages;
+    IntervalBases& averages;
     AOIProvider aoi;
     CutoffNotice cutoffNotice;
 };

@@ -179,7 +179,7 @@ CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options
     auto product = std::make_unique<ResultMatrix>();
     auto solution = std::make_unique<ResultMatrix>();
     auto nonMasked = std::make_unique<ResultMatrix>();
-    FourierAverages averages;
+    IntervalBases averages;
     AOIExtractor extractor;
     engine->resize(truncToInt(2.0 * AOISources::boxHalfWidth(c)),
                    truncToInt(AOISources::boxHeight(c)));

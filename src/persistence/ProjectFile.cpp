@@ -1,19 +1,19 @@
 #include "ProjectFile.h"
 
 #include "JsonFile.h"
-#include "KeyTree.h"
+#include "StoredControlTable.h"
 
 namespace kelvara {
 
 QJsonObject ProjectFile::toJson(const ControlValues& values,
                                 const std::array<ImageSource, 3>& images)
 {
-    return KeyTree::build(KeyTree::Layout::Project, values, images);
+    return StoredControlTable::build(StoredControlTable::Layout::Project, values, images);
 }
 
 StoredFile ProjectFile::fromJson(const QJsonObject& root)
 {
-    return KeyTree::read(KeyTree::Layout::Project, root);
+    return StoredControlTable::read(StoredControlTable::Layout::Project, root);
 }
 
 bool ProjectFile::save(const QString& path, const ControlValues& values,

@@ -1,18 +1,18 @@
 #include "SettingsFile.h"
 
 #include "JsonFile.h"
-#include "KeyTree.h"
+#include "StoredControlTable.h"
 
 namespace kelvara {
 
 QJsonObject SettingsFile::toJson(const ControlValues& values)
 {
-    return KeyTree::build(KeyTree::Layout::Settings, values);
+    return StoredControlTable::build(StoredControlTable::Layout::Settings, values);
 }
 
 StoredFile SettingsFile::fromJson(const QJsonObject& root)
 {
-    return KeyTree::read(KeyTree::Layout::Settings, root);
+    return StoredControlTable::read(StoredControlTable::Layout::Settings, root);
 }
 
 bool SettingsFile::save(const QString& path, const ControlValues& values)

@@ -1,13 +1,13 @@
 #include "StoredFile.h"
 
-#include "KeyTree.h"
+#include "StoredControlTable.h"
 
 namespace kelvara {
 
 ControlValues StoredFile::applyTo(ControlValues before) const
 {
     for (const StoredControl& c : controls)
-        KeyTree::assign(before, c.limited());
+        StoredControlTable::assign(before, c.limited());
     before.program = program;
     return before;
 }

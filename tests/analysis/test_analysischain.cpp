@@ -30,7 +30,7 @@ void fillRect(QImage& img, int x, int y, int w, int h, int value)
 struct Case {
     SymmetryEngine engine;
     ResultMatrix product, solution, nonMasked;
-    FourierAverages averages;
+    IntervalBases averages;
     AOIImages images;
     int notices = 0;
     int extractions = 0;

@@ -5,7 +5,7 @@
 #include "MainWindow.h"
 #include "ui_MainWindow.h"
 
-#include "../common/ShownImage.h"
+#include "ShownImage.h"
 
 #include <QGraphicsPixmapItem>
 #include <QtTest>

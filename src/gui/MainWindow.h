@@ -204,7 +204,7 @@ private:
 
     // Spectrum threshold values and the solution's non-masked average: bases of the automatic
     // intervals.
-    kelvara::FourierAverages fourierAverages;
+    kelvara::IntervalBases intervalBases;
 
     // The analysis chain over the members above: slots read the controls, run it, show results.
     kelvara::AnalysisChain chain;

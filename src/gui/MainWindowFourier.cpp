@@ -70,7 +70,7 @@ void MainWindow::prepareADCThreshold()
 // T2 has no mask of its own, so it updates one label fewer than DWI and ADC.
 void MainWindow::showThreshold(Modality m)
 {
-    const double value = fourierAverages.of(m);
+    const double value = intervalBases.of(m);
     switch (m) {
     case Modality::T2:
         ui->FFTT2TresholdLabel->setNum(value);

@@ -1,4 +1,4 @@
-#include "KeyTree.h"
+#include "StoredControlTable.h"
 
 #include "Modality.h"
 #include "Numeric.h"
@@ -219,11 +219,11 @@ QList<Key> projectKeys()
     return keys + analysisKeys();
 }
 
-const QList<Key>& keysOf(KeyTree::Layout layout)
+const QList<Key>& keysOf(StoredControlTable::Layout layout)
 {
     static const QList<Key> settings = settingsKeys();
     static const QList<Key> project = projectKeys();
-    return layout == KeyTree::Layout::Settings ? settings : project;
+    return layout == StoredControlTable::Layout::Settings ? settings : project;
 }
 
 const QString kProgram = QStringLiteral("Program");
@@ -285,7 +285,7 @@ StoredControl readControl(const Key& key, const QJsonValue& v)
 
 } // namespace
 
-QJsonObject KeyTree::build(Layout layout, const ControlValues& values,
+QJsonObject StoredControlTable::build(Layout layout, const ControlValues& values,
                            const std::array<ImageSource, 3>& images)
 {
     QJsonObject root;
@@ -310,7 +310,7 @@ QJsonObject KeyTree::build(Layout layout, const ControlValues& values,
     return root;
 }
 
-StoredFile KeyTree::read(Layout layout, const QJsonObject& root)
+StoredFile StoredControlTable::read(Layout layout, const QJsonObject& root)
 {
     StoredFile file;
     if (layout == Layout::Project) {
@@ -334,7 +334,7 @@ StoredFile KeyTree::read(Layout layout, const QJsonObject& root)
     return file;
 }
 
-bool KeyTree::assign(ControlValues& values, const StoredControl& control)
+bool StoredControlTable::assign(ControlValues& values, const StoredControl& control)
 {
     // Both layouts store the scales, under different paths but into the same fields.
     static const QHash<QString, FieldOf> fields = [] {

@@ -6,7 +6,7 @@
 #include "SettingsFile.h"
 #include "ui_MainWindow.h"
 
-#include "../common/ShownImage.h"
+#include "ShownImage.h"
 
 #include <QGraphicsPixmapItem>
 #include <QStatusBar>

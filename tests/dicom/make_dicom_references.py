@@ -10,7 +10,7 @@ YBR files go the grey way (the first width x height samples, interleaved by pixe
 reader.
 
 Run with Debian's python3 (packages python3-pydicom, python3-numpy, python3-gdcm):
-    /usr/bin/python3 tests/input/make_dicom_references.py
+    /usr/bin/python3 tests/dicom/make_dicom_references.py
 """
 
 import os

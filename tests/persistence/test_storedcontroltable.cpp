@@ -321,7 +321,7 @@ const QStringList kAnalysisOrder =
 Q_DECLARE_METATYPE(Layout)
 Q_DECLARE_METATYPE(kelvara::ProgramItem)
 
-class TestKeyTree : public QObject
+class TestStoredControlTable : public QObject
 {
     Q_OBJECT
 
@@ -336,7 +336,7 @@ private slots:
     void program();
 };
 
-void TestKeyTree::layout_data()
+void TestStoredControlTable::layout_data()
 {
     QTest::addColumn<Layout>("layout");
     QTest::addColumn<QByteArray>("expected");
@@ -345,7 +345,7 @@ void TestKeyTree::layout_data()
 }
 
 // The written bytes, the round trip, the load order and the {} file, per file kind.
-void TestKeyTree::layout()
+void TestStoredControlTable::layout()
 {
     QFETCH(Layout, layout);
     QFETCH(QByteArray, expected);
@@ -403,7 +403,7 @@ void TestKeyTree::layout()
     QCOMPARE(empty.images, (std::array<kelvara::ImageSource, 3>{}));
 }
 
-void TestKeyTree::conversion_data()
+void TestStoredControlTable::conversion_data()
 {
     QTest::addColumn<Layout>("layout");
     QTest::addColumn<QString>("path"); // keys joined by '/'
@@ -474,7 +474,7 @@ void TestKeyTree::conversion_data()
         0, 0);
 }
 
-void TestKeyTree::conversion()
+void TestStoredControlTable::conversion()
 {
     QFETCH(Layout, layout);
     QFETCH(QString, path);
@@ -493,7 +493,7 @@ void TestKeyTree::conversion()
     QCOMPARE(valueOf(c->limited()), limited);
 }
 
-void TestKeyTree::wrongTypes_data()
+void TestStoredControlTable::wrongTypes_data()
 {
     QTest::addColumn<QJsonValue>("wrong");
     QTest::addColumn<bool>("containers"); // replace the objects and arrays instead of the leaves
@@ -508,7 +508,7 @@ void TestKeyTree::wrongTypes_data()
     QTest::newRow("containers bool") << QJsonValue(true) << true;
 }
 
-void TestKeyTree::wrongTypes()
+void TestStoredControlTable::wrongTypes()
 {
     QFETCH(QJsonValue, wrong);
     QFETCH(bool, containers);
@@ -536,7 +536,7 @@ void TestKeyTree::wrongTypes()
     QCOMPARE(file.program, QList<kelvara::ProgramItem>(items));
 }
 
-void TestKeyTree::program_data()
+void TestStoredControlTable::program_data()
 {
     using Items = QList<kelvara::ProgramItem>;
     QTest::addColumn<QByteArray>("json");
@@ -552,7 +552,7 @@ void TestKeyTree::program_data()
         << Items{{QString::fromUtf8("\"Größe\" \\ \u00e9\n"), "K;1"}};
 }
 
-void TestKeyTree::program()
+void TestStoredControlTable::program()
 {
     QFETCH(QByteArray, json);
     QFETCH(QList<kelvara::ProgramItem>, expected);
@@ -568,5 +568,5 @@ void TestKeyTree::program()
     QCOMPARE(again->program, expected);
 }
 
-QTEST_GUILESS_MAIN(TestKeyTree)
-#include "test_keytree.moc"
+QTEST_GUILESS_MAIN(TestStoredControlTable)
+#include "test_storedcontroltable.moc"

@@ -11,7 +11,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include "../common/ShownImage.h"
+#include "ShownImage.h"
 
 using namespace batchtest;
 

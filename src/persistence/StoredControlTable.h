@@ -15,7 +15,7 @@ namespace kelvara {
 // control its key path, its widget (objectName, kind, limits), how it is read back and its
 // field of ControlValues. Writing, reading and applying all walk that table, so the three
 // cannot disagree.
-class KeyTree
+class StoredControlTable
 {
 public:
     enum class Layout { Settings, Project };

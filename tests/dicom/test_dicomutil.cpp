@@ -629,7 +629,7 @@ void TestDicomUtil::realFilesMatchIndependentDecoder_data()
     QTest::addColumn<bool>("colour");
     QTest::addColumn<int>("tolerance");
 
-    // Expected images come from pydicom and GDCM (tests/input/make_dicom_references.py).
+    // Expected images come from pydicom and GDCM (tests/dicom/make_dicom_references.py).
     const struct
     {
         const char* reference;
@@ -683,7 +683,7 @@ void TestDicomUtil::realFilesMatchIndependentDecoder()
 
     const QString source = qEnvironmentVariable("KELVARA_SOURCE_DIR");
     QVERIFY2(!source.isEmpty(), "KELVARA_SOURCE_DIR is not set");
-    QImage expected(source + QStringLiteral("/tests/input/data/") + reference);
+    QImage expected(source + QStringLiteral("/tests/dicom/data/") + reference);
     QVERIFY2(!expected.isNull(), qPrintable(reference));
     expected = colour ? greyOfRgb(expected) : expected.convertToFormat(QImage::Format_Grayscale8);
 

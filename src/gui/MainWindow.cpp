@@ -7,7 +7,7 @@
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()),
-      chain(symmetryEngine, productMatrix, solutionMatrix, nonMaskedMatrix, fourierAverages,
+      chain(symmetryEngine, productMatrix, solutionMatrix, nonMaskedMatrix, intervalBases,
             [this] { return currentAOIImages(); },
             [this] {
                 kelvara::Dialogs::information(this, QString::fromLatin1(kelvara::kCutoffMessageTitle),
