@@ -1,11 +1,10 @@
 // AOI extraction, engines and the analysis chain on random images and random control values,
 // limited as the controls limit them (through the project model, which holds those limits).
 // The sanitizers turn any access outside a plane, image or matrix into a report.
-#include "AOIExtractor.h"
-#include "AOISources.h"
+#include "CaseImages.h"
 #include "AnalysisChain.h"
 #include "Numeric.h"
-#include "ProjectFile.h"
+#include "ControlFile.h"
 #include "ResultMatrix.h"
 #include "SymmetryEngine.h"
 
@@ -109,7 +108,8 @@ ControlValues randomControls(Bytes& b)
     c.includeIntervalIn3D = b.flag();
     c.smallAreaThreshold = b.between(-10, 2100);
     c.pathologyThreshold = b.between(-10, 2100);
-    return ProjectFile::fromJson(ProjectFile::toJson(c, {})).applyTo(ControlValues());
+    const ControlFile project = ControlFile::project();
+    return project.fromJson(project.toJson(c)).applyTo(ControlValues());
 }
 
 } // namespace
@@ -119,13 +119,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Bytes b(data, size);
     ControlValues c = randomControls(b);
 
-    AOISources sources;
+    CaseImages images;
     for (Modality m : {Modality::T2, Modality::DWI, Modality::ADC})
-        sources.setImage(m, sourceImage(b, c.scale[int(m)]));
-    AOIExtractor extractor;
-    sources.extract(c, extractor);
-    const AOIImages aoi{extractor.t2AOIImage(), extractor.dwiAOIImage(), extractor.adcAOIImage(),
-                        AOISources::boxHalfWidth(c), AOISources::boxHeight(c)};
+        images.setImage(m, sourceImage(b, c.scale[int(m)]));
+    images.setGeometry(c);
+    const AOIImages aoi = images.aoiImages();
 
     // Kept from run to run, as the window keeps them from button to button.
     static const auto engine = std::make_unique<SymmetryEngine>();
@@ -133,8 +131,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static const auto solution = std::make_unique<ResultMatrix>();
     static const auto nonMasked = std::make_unique<ResultMatrix>();
     static IntervalBases averages;
-    engine->resize(truncToInt(2.0 * AOISources::boxHalfWidth(c)),
-                   truncToInt(AOISources::boxHeight(c)));
+    engine->resize(images.aoiWidth(), images.aoiHeight());
     AnalysisChain chain(
         *engine, *product, *solution, *nonMasked, averages, [&aoi] { return aoi; }, [] {});
 

@@ -1,8 +1,7 @@
 // Settings and project model: any bytes, parsed as JSON, read as a settings file and as a
 // project file and applied to the controls. The values applied must stay inside what the
 // controls allow.
-#include "ProjectFile.h"
-#include "SettingsFile.h"
+#include "ControlFile.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -34,14 +33,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         QByteArray::fromRawData(reinterpret_cast<const char*>(data), qsizetype(size)));
     const QJsonObject root = document.object(); // empty for anything but an object
     const kelvara::ControlValues before;
-    const kelvara::ControlValues settings = kelvara::SettingsFile::fromJson(root).applyTo(before);
+    const kelvara::ControlFile settingsFile = kelvara::ControlFile::settings();
+    const kelvara::ControlValues settings = settingsFile.fromJson(root).applyTo(before);
     checkLimits(settings);
-    const kelvara::StoredFile project = kelvara::ProjectFile::fromJson(root);
+    const kelvara::StoredFile project = kelvara::ControlFile::project().fromJson(root);
     checkLimits(project.applyTo(before));
 
     // What was read is written back and reads the same.
     const kelvara::ControlValues again =
-        kelvara::SettingsFile::fromJson(kelvara::SettingsFile::toJson(settings)).applyTo(before);
+        settingsFile.fromJson(settingsFile.toJson(settings)).applyTo(before);
     check(again.program == settings.program);
     return 0;
 }

@@ -1,9 +1,9 @@
 #include "AnalysisChain.h"
 
-#include "ControlLimits.h"
 #include "FrequencyFilter.h"
 #include "Numeric.h"
 #include "ResultMatrix.h"
+#include "StoredControlTable.h"
 #include "SymmetryEngine.h"
 
 namespace kelvara {
@@ -140,14 +140,16 @@ MaskInputs AnalysisChain::prepareMasks(ControlValues& c)
         prepareThreshold(Modality::DWI, c);
         const double base = c.dwiMask.autocorrectBase == 0 ? averages.dwiFourierAverage
                                                             : engine.dwiImageAverage();
-        c.dwiMask.left = spinBoxValue(truncToInt(c.dwiMask.autocorrectFactor * base), 0, 255);
+        c.dwiMask.left = StoredControlTable::limitedInteger(
+            QStringLiteral("DWI_IntervalLeft"), truncToInt(c.dwiMask.autocorrectFactor * base));
         engine.setDWILeft(c.dwiMask.left);
     }
     if (c.adcMask.autocorrect) {
         prepareThreshold(Modality::ADC, c);
         const double base = c.adcMask.autocorrectBase == 0 ? averages.adcFourierAverage
                                                             : engine.adcImageAverage();
-        c.adcMask.right = spinBoxValue(truncToInt(c.adcMask.autocorrectFactor * base), 0, 255);
+        c.adcMask.right = StoredControlTable::limitedInteger(
+            QStringLiteral("ADC_IntervalRight"), truncToInt(c.adcMask.autocorrectFactor * base));
         engine.setADCRight(c.adcMask.right);
     }
     engine.computeMasks(in.dwi, in.adc, x0, y0, x0, y0, MaskMode::Binary, MaskMode::Binary);
@@ -199,7 +201,8 @@ SolutionStatistics AnalysisChain::solution(ControlValues& c)
                             : b == 2 ? averages.adcFourierAverage
                             : b == 3 ? averages.nonMaskedAverage
                                      : 0.0;
-        c.resultMin = doubleSpinBoxValue(c.resultAutocorrectFactor * base, 2, 0.0, 255.0);
+        c.resultMin = StoredControlTable::limitedNumber(QStringLiteral("ResultMaskIntervalMin"),
+                                                      c.resultAutocorrectFactor * base);
     }
     solutionMatrix.applyInterval(c.resultMin / 255.0, c.resultMax / 255.0);
 
@@ -226,12 +229,7 @@ bool AnalysisChain::evaluateSolution(const ControlValues& c)
 
 int AnalysisChain::keptAreaPixels() const
 {
-    const quint32* const* labels = solutionMatrix.labels();
-    int n = 0;
-    for (int x = 0; x < solutionMatrix.width(); ++x)
-        for (int y = 0; y < solutionMatrix.height(); ++y)
-            n += labels[x][y] == 2 ? 1 : 0;
-    return n;
+    return solutionMatrix.keptAreaPixels();
 }
 
 } // namespace kelvara

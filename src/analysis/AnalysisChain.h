@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CaseImages.h"
 #include "ControlValues.h"
 #include "Modality.h"
 
@@ -12,15 +13,6 @@ class ResultMatrix;
 class SymmetryEngine;
 
 namespace kelvara {
-
-// The three AOI images as the extraction left them, and the AOI size held by the T2 source.
-struct AOIImages {
-    QImage t2, dwi, adc;
-    double boxHalfWidth = 50.0;
-    double boxHeight = 50.0;
-
-    const QImage& of(Modality m) const { return m == Modality::T2 ? t2 : m == Modality::DWI ? dwi : adc; }
-};
 
 // The spectrum threshold values (bases of the automatic intervals) and the solution's
 // non-masked average.

@@ -1,12 +1,11 @@
 #include "BatchCase.h"
 
-#include "AOIExtractor.h"
-#include "AOISources.h"
-#include "DICOMUtil.h"
+#include "CaseImages.h"
+#include "ControlFile.h"
 #include "NpyFile.h"
 #include "Numeric.h"
-#include "ProjectFile.h"
 #include "ResultMatrix.h"
+#include "ResultOverlay.h"
 #include "SymmetryEngine.h"
 
 #include <QDir>
@@ -62,13 +61,13 @@ bool readProject(const QString& path, StoredFile* file, QString* error)
         *error = QStringLiteral("project file '%1' does not hold a JSON object").arg(path);
         return false;
     }
-    *file = ProjectFile::fromJson(doc.object());
+    *file = ControlFile::project().fromJson(doc.object());
     return true;
 }
 
 // One modality's image through the window's loader for its kind. Relative paths are taken
 // from the project's folder, so a case can be moved as a whole.
-bool loadImage(const QDir& projectDir, Modality m, const ImageSource& source, QImage* image,
+bool loadImage(const QDir& projectDir, Modality m, const ImageSource& source, CaseImages* images,
                QString* error)
 {
     const QString modality = QString::fromLatin1(modalityName(m));
@@ -82,22 +81,19 @@ bool loadImage(const QDir& projectDir, Modality m, const ImageSource& source, QI
             *error = QStringLiteral("%1 image '%2': file not found").arg(modality, path);
             return false;
         }
-        *image = loadBmpImage(path);
-        if (image->isNull()) {
+        if (!images->loadBmp(m, path)) {
             *error = QStringLiteral("%1 image '%2': not a readable image").arg(modality, path);
             return false;
         }
         return true;
     }
     if (source.kind == QLatin1String("DICOM")) {
-        try {
-            DICOMUtil reader;
-            *image = reader.loadImage(path);
-        } catch (const std::exception& e) {
-            *error = QStringLiteral("%1 image: %2").arg(modality, QString::fromUtf8(e.what()));
+        QString reason;
+        if (!images->loadDicom(m, path, &reason)) {
+            *error = QStringLiteral("%1 image: %2").arg(modality, reason);
             return false;
         }
-        if (image->isNull()) {
+        if (images->image(m).isNull()) {
             *error = QStringLiteral("%1 image '%2': the image is empty").arg(modality, path);
             return false;
         }
@@ -121,77 +117,79 @@ struct NamedPlane
     int width, height;
 };
 
-} // namespace
-
-QString verdictText(bool pathology)
+// Milliseconds per stage, as result.json reports them.
+class StageTimer
 {
-    return pathology ? QStringLiteral("SIGNIFICANT PATHOLOGY DETECTED")
-                     : QStringLiteral("NO PATHOLOGY DETECTED");
-}
-
-QImage composeOverlay(const QImage& base, const QImage& overlay, double opacity)
-{
-    QImage composed(base.size(), QImage::Format_ARGB32);
-    if (composed.isNull())
-        return composed;
-    composed.fill(Qt::transparent);
-    QPainter painter(&composed);
-    painter.drawImage(0, 0, base);
-    painter.setOpacity(opacity);
-    painter.drawImage(0, 0, overlay);
-    painter.end();
-    return composed;
-}
-
-CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options,
-                         const std::function<void(const QString&)>& note)
-{
-    CaseOutcome out;
-    const QFileInfo info(projectPath);
-    out.name = info.completeBaseName();
-
-    QJsonObject timings;
-    QElapsedTimer total;
-    total.start();
-    QElapsedTimer stage;
-    auto lap = [&](const char* name) {
+public:
+    StageTimer() { total.start(), stage.start(); }
+    void lap(const char* name)
+    {
         timings.insert(QLatin1String(name), double(stage.nsecsElapsed()) / 1e6);
         stage.restart();
-    };
-    stage.start();
-
-    // Loading: the images first, then every stored control as its widget limits it.
-    StoredFile file;
-    if (!readProject(projectPath, &file, &out.error))
-        return out;
-    AOISources sources;
-    for (Modality m : kModalities) {
-        QImage image;
-        if (!loadImage(info.absoluteDir(), m, file.images[static_cast<int>(m)], &image, &out.error))
-            return out;
-        sources.setImage(m, image);
     }
-    ControlValues c = file.applyTo(options.controlsBeforeLoad());
-    lap("load");
+    QJsonObject finish()
+    {
+        timings.insert(QStringLiteral("total"), double(total.nsecsElapsed()) / 1e6);
+        return timings;
+    }
 
-    // Heap: the engine's planes and the matrices are several MiB.
-    auto engine = std::make_unique<SymmetryEngine>();
-    auto product = std::make_unique<ResultMatrix>();
-    auto solution = std::make_unique<ResultMatrix>();
-    auto nonMasked = std::make_unique<ResultMatrix>();
-    IntervalBases averages;
-    AOIExtractor extractor;
-    engine->resize(truncToInt(2.0 * AOISources::boxHalfWidth(c)),
-                   truncToInt(AOISources::boxHeight(c)));
-    lap("engine");
-    sources.extract(c, extractor);
-    const AOIImages aoi{extractor.t2AOIImage(), extractor.dwiAOIImage(), extractor.adcAOIImage(),
-                        AOISources::boxHalfWidth(c), AOISources::boxHeight(c)};
-    lap("aoi");
+private:
+    QElapsedTimer total, stage;
+    QJsonObject timings;
+};
 
+// A project read and its images loaded, with the control values the window would hold.
+struct LoadedCase
+{
+    QFileInfo project;
+    CaseImages images;
+    ControlValues controls;
+};
+
+// Everything the analysis computed, kept until it is written. Heap: the engine's planes and the
+// matrices are several MiB.
+struct CaseAnalysis
+{
+    std::unique_ptr<SymmetryEngine> engine = std::make_unique<SymmetryEngine>();
+    std::unique_ptr<ResultMatrix> product = std::make_unique<ResultMatrix>();
+    std::unique_ptr<ResultMatrix> solution = std::make_unique<ResultMatrix>();
+    std::unique_ptr<ResultMatrix> nonMasked = std::make_unique<ResultMatrix>();
+    std::vector<NamedImage> images;
+    QJsonObject thresholds, maskAverages, intervals;
+};
+
+// Loading: the images first, then every stored control as its widget limits it.
+bool loadCase(const QString& projectPath, const BatchOptions& options, LoadedCase* loaded,
+              QString* error)
+{
+    loaded->project = QFileInfo(projectPath);
+    StoredFile file;
+    if (!readProject(projectPath, &file, error))
+        return false;
+    for (Modality m : kModalities)
+        if (!loadImage(loaded->project.absoluteDir(), m, file.images[static_cast<int>(m)],
+                       &loaded->images, error))
+            return false;
+    loaded->controls = file.applyTo(options.controlsBeforeLoad());
+    loaded->images.setGeometry(loaded->controls);
+    return true;
+}
+
+// Every analysis button in the window's order; the images each one shows are collected.
+void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTimer& timer,
+                 const std::function<void(const QString&)>& note)
+{
+    ControlValues& c = loaded.controls;
+    SymmetryEngine& engine = *a.engine;
+    engine.resize(loaded.images.aoiWidth(), loaded.images.aoiHeight());
+    timer.lap("engine");
+    const AOIImages aoi = loaded.images.aoiImages();
+    timer.lap("aoi");
+
+    IntervalBases bases;
     Modality filtering = Modality::T2;
     AnalysisChain chain(
-        *engine, *product, *solution, *nonMasked, averages, [&aoi]() { return aoi; },
+        engine, *a.product, *a.solution, *a.nonMasked, bases, [&aoi]() { return aoi; },
         [&]() {
             if (note)
                 note(QStringLiteral("%1: %2 filter: second cut-off must be greater than the first; "
@@ -199,70 +197,75 @@ CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options
                          .arg(out.name, QString::fromLatin1(modalityName(filtering))));
         });
 
-    std::vector<NamedImage> images;
+    std::vector<NamedImage>& images = a.images;
     const char* lower[] = {"t2", "dwi", "adc"};
     for (Modality m : kModalities)
         images.push_back(
             {QStringLiteral("%1_aoi.png").arg(QLatin1String(lower[int(m)])), aoi.of(m)});
 
     // "Display FFT", "Display treshold", "Display result" of each modality.
-    QJsonObject thresholds;
     for (Modality m : kModalities) {
         const QString prefix = QLatin1String(lower[int(m)]);
         images.push_back({prefix + QStringLiteral("_spectrum.png"), chain.spectrum(m, c)});
-        thresholds.insert(QLatin1String(modalityName(m)), number(chain.prepareThreshold(m, c)));
+        a.thresholds.insert(QLatin1String(modalityName(m)), number(chain.prepareThreshold(m, c)));
         filtering = m;
         images.push_back({prefix + QStringLiteral("_filtered.png"), chain.filtered(m, c)});
     }
-    lap("fourier");
+    timer.lap("fourier");
 
     // "Recalculate mask": the automatic bounds stay in c, as in the spin boxes.
     chain.prepareMasks(c);
-    images.push_back({QStringLiteral("dwi_mask.png"), engine->dwiMaskImage()});
-    images.push_back({QStringLiteral("dwi_symmetric_mask.png"), engine->dwiSymmetricMaskImage()});
-    images.push_back({QStringLiteral("adc_mask.png"), engine->adcMaskImage()});
-    images.push_back({QStringLiteral("adc_symmetric_mask.png"), engine->adcSymmetricMaskImage()});
-    QJsonObject maskAverages;
-    maskAverages.insert(QStringLiteral("DWIImage"), number(engine->dwiImageAverage()));
-    maskAverages.insert(QStringLiteral("DWIMask"), number(engine->dwiMaskAverage()));
-    maskAverages.insert(QStringLiteral("ADCImage"), number(engine->adcImageAverage()));
-    maskAverages.insert(QStringLiteral("ADCMask"), number(engine->adcMaskAverage()));
-    lap("masks");
+    images.push_back({QStringLiteral("dwi_mask.png"), engine.dwiMaskImage()});
+    images.push_back({QStringLiteral("dwi_symmetric_mask.png"), engine.dwiSymmetricMaskImage()});
+    images.push_back({QStringLiteral("adc_mask.png"), engine.adcMaskImage()});
+    images.push_back({QStringLiteral("adc_symmetric_mask.png"), engine.adcSymmetricMaskImage()});
+    a.maskAverages.insert(QStringLiteral("DWIImage"), number(engine.dwiImageAverage()));
+    a.maskAverages.insert(QStringLiteral("DWIMask"), number(engine.dwiMaskAverage()));
+    a.maskAverages.insert(QStringLiteral("ADCImage"), number(engine.adcImageAverage()));
+    a.maskAverages.insert(QStringLiteral("ADCMask"), number(engine.adcMaskAverage()));
+    timer.lap("masks");
 
     chain.rawSymmetries(c);
-    images.push_back({QStringLiteral("t2_raw_symmetry.png"), engine->t2RawSymmetryImage()});
-    images.push_back({QStringLiteral("dwi_raw_symmetry.png"), engine->dwiRawSymmetryImage()});
-    images.push_back({QStringLiteral("adc_raw_symmetry.png"), engine->adcRawSymmetryImage()});
-    lap("rawSymmetry");
+    images.push_back({QStringLiteral("t2_raw_symmetry.png"), engine.t2RawSymmetryImage()});
+    images.push_back({QStringLiteral("dwi_raw_symmetry.png"), engine.dwiRawSymmetryImage()});
+    images.push_back({QStringLiteral("adc_raw_symmetry.png"), engine.adcRawSymmetryImage()});
+    timer.lap("rawSymmetry");
 
     chain.smoothSymmetries(c);
-    images.push_back({QStringLiteral("t2_smooth_symmetry.png"), engine->t2SmoothImage()});
-    images.push_back({QStringLiteral("dwi_smooth_symmetry.png"), engine->dwiSmoothImage()});
-    images.push_back({QStringLiteral("adc_smooth_symmetry.png"), engine->adcSmoothImage()});
-    lap("smoothSymmetry");
+    images.push_back({QStringLiteral("t2_smooth_symmetry.png"), engine.t2SmoothImage()});
+    images.push_back({QStringLiteral("dwi_smooth_symmetry.png"), engine.dwiSmoothImage()});
+    images.push_back({QStringLiteral("adc_smooth_symmetry.png"), engine.adcSmoothImage()});
+    timer.lap("smoothSymmetry");
 
     chain.product(c);
-    images.push_back({QStringLiteral("product.png"), product->toGrayImage()});
-    lap("product");
+    images.push_back({QStringLiteral("product.png"), a.product->toGrayImage()});
+    timer.lap("product");
 
     // "Determine image pathology": "Calculate" first, then the areas and the verdict.
     out.statistics = chain.solution(c);
     images.push_back({QStringLiteral("solution_overlay.png"),
-                      composeOverlay(aoi.t2, solution->intervalImage())});
-    lap("solution");
+                      composeOverlay(aoi.t2, a.solution->intervalImage())});
+    timer.lap("solution");
     out.pathology = chain.evaluateSolution(c);
     out.keptAreaPixels = chain.keptAreaPixels();
     images.push_back({QStringLiteral("evaluation_overlay.png"),
-                      composeOverlay(aoi.t2, solution->evaluationImage())});
-    lap("evaluation");
+                      composeOverlay(aoi.t2, a.solution->evaluationImage())});
+    timer.lap("evaluation");
 
-    // Writing.
-    const QString caseDir = QDir(options.outDir).filePath(out.name);
-    if (!QDir().mkpath(caseDir)) {
-        out.error = QStringLiteral("cannot create output folder '%1'").arg(caseDir);
-        return out;
-    }
-    const QDir dir(caseDir);
+    a.intervals.insert(QStringLiteral("DWILeft"), c.dwiMask.left);
+    a.intervals.insert(QStringLiteral("DWIRight"), c.dwiMask.right);
+    a.intervals.insert(QStringLiteral("ADCLeft"), c.adcMask.left);
+    a.intervals.insert(QStringLiteral("ADCRight"), c.adcMask.right);
+    a.intervals.insert(QStringLiteral("ResultMin"), number(c.resultMin));
+    a.intervals.insert(QStringLiteral("ResultMax"), number(c.resultMax));
+}
+
+// The images (and with options.planes the planes) into caseDir; false with out.error set when
+// a file cannot be written.
+bool writeImages(const CaseAnalysis& a, const QDir& dir, const BatchOptions& options,
+                 CaseOutcome& out)
+{
+    const std::vector<NamedImage>& images = a.images;
     // PNG encoding dominates the writing; two encoders share the images (every QImage is only
     // read here, and each thread saves to its own files).
     auto saveEvery = [&images, &dir](std::size_t first, QString* failed) {
@@ -281,58 +284,56 @@ CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options
     if (!failedEven.isEmpty() || !failedOdd.isEmpty()) {
         out.error =
             QStringLiteral("cannot write '%1'").arg(failedEven.isEmpty() ? failedOdd : failedEven);
-        return out;
+        return false;
     }
-    if (options.planes) {
-        const std::vector<NamedPlane> planes = {
-            {QStringLiteral("t2_region.npy"), engine->t2Region(), 512, 512},
-            {QStringLiteral("dwi_region.npy"), engine->dwiRegion(), 512, 512},
-            {QStringLiteral("adc_region.npy"), engine->adcRegion(), 512, 512},
-            {QStringLiteral("t2_raw_symmetry.npy"), engine->t2RawSymmetry(), 512, 512},
-            {QStringLiteral("dwi_raw_symmetry.npy"), engine->dwiRawSymmetry(), 512, 512},
-            {QStringLiteral("adc_raw_symmetry.npy"), engine->adcRawSymmetry(), 512, 512},
-            {QStringLiteral("dwi_mask.npy"), engine->dwiMask(), 512, 512},
-            {QStringLiteral("dwi_symmetric_mask.npy"), engine->dwiSymmetricMask(), 512, 512},
-            {QStringLiteral("adc_mask.npy"), engine->adcMask(), 512, 512},
-            {QStringLiteral("adc_symmetric_mask.npy"), engine->adcSymmetricMask(), 512, 512},
-            {QStringLiteral("t2_smooth_symmetry.npy"), engine->t2SmoothResult(),
-             engine->t2Smoother().resultRows(), engine->t2Smoother().resultCols()},
-            {QStringLiteral("dwi_smooth_symmetry.npy"), engine->dwiSmoothResult(),
-             engine->dwiSmoother().resultRows(), engine->dwiSmoother().resultCols()},
-            {QStringLiteral("adc_smooth_symmetry.npy"), engine->adcSmoothResult(),
-             engine->adcSmoother().resultRows(), engine->adcSmoother().resultCols()},
-            {QStringLiteral("product.npy"), product->data(), product->width(), product->height()},
-            {QStringLiteral("solution.npy"), solution->data(), solution->width(),
-             solution->height()},
-            {QStringLiteral("solution_interval.npy"), solution->intervalMask(), solution->width(),
-             solution->height()},
-            {QStringLiteral("solution_non_masked.npy"), nonMasked->data(), nonMasked->width(),
-             nonMasked->height()},
-        };
-        for (const NamedPlane& p : planes) {
-            if (!writeNpy(dir.filePath(p.file), p.plane, p.width, p.height)) {
-                out.error = QStringLiteral("cannot write '%1'").arg(dir.filePath(p.file));
-                return out;
-            }
+    if (!options.planes)
+        return true;
+    const SymmetryEngine& engine = *a.engine;
+    const ResultMatrix& product = *a.product;
+    const ResultMatrix& solution = *a.solution;
+    const ResultMatrix& nonMasked = *a.nonMasked;
+    const std::vector<NamedPlane> planes = {
+        {QStringLiteral("t2_region.npy"), engine.t2Region(), 512, 512},
+        {QStringLiteral("dwi_region.npy"), engine.dwiRegion(), 512, 512},
+        {QStringLiteral("adc_region.npy"), engine.adcRegion(), 512, 512},
+        {QStringLiteral("t2_raw_symmetry.npy"), engine.t2RawSymmetry(), 512, 512},
+        {QStringLiteral("dwi_raw_symmetry.npy"), engine.dwiRawSymmetry(), 512, 512},
+        {QStringLiteral("adc_raw_symmetry.npy"), engine.adcRawSymmetry(), 512, 512},
+        {QStringLiteral("dwi_mask.npy"), engine.dwiMask(), 512, 512},
+        {QStringLiteral("dwi_symmetric_mask.npy"), engine.dwiSymmetricMask(), 512, 512},
+        {QStringLiteral("adc_mask.npy"), engine.adcMask(), 512, 512},
+        {QStringLiteral("adc_symmetric_mask.npy"), engine.adcSymmetricMask(), 512, 512},
+        {QStringLiteral("t2_smooth_symmetry.npy"), engine.t2SmoothResult(),
+         engine.t2Smoother().resultRows(), engine.t2Smoother().resultCols()},
+        {QStringLiteral("dwi_smooth_symmetry.npy"), engine.dwiSmoothResult(),
+         engine.dwiSmoother().resultRows(), engine.dwiSmoother().resultCols()},
+        {QStringLiteral("adc_smooth_symmetry.npy"), engine.adcSmoothResult(),
+         engine.adcSmoother().resultRows(), engine.adcSmoother().resultCols()},
+        {QStringLiteral("product.npy"), product.data(), product.width(), product.height()},
+        {QStringLiteral("solution.npy"), solution.data(), solution.width(), solution.height()},
+        {QStringLiteral("solution_interval.npy"), solution.intervalMask(), solution.width(),
+         solution.height()},
+        {QStringLiteral("solution_non_masked.npy"), nonMasked.data(), nonMasked.width(),
+         nonMasked.height()},
+    };
+    for (const NamedPlane& p : planes) {
+        if (!writeNpy(dir.filePath(p.file), p.plane, p.width, p.height)) {
+            out.error = QStringLiteral("cannot write '%1'").arg(dir.filePath(p.file));
+            return false;
         }
     }
-    lap("write");
-    timings.insert(QStringLiteral("total"), double(total.nsecsElapsed()) / 1e6);
+    return true;
+}
 
-    QJsonObject intervals;
-    intervals.insert(QStringLiteral("DWILeft"), c.dwiMask.left);
-    intervals.insert(QStringLiteral("DWIRight"), c.dwiMask.right);
-    intervals.insert(QStringLiteral("ADCLeft"), c.adcMask.left);
-    intervals.insert(QStringLiteral("ADCRight"), c.adcMask.right);
-    intervals.insert(QStringLiteral("ResultMin"), number(c.resultMin));
-    intervals.insert(QStringLiteral("ResultMax"), number(c.resultMax));
-
-    QJsonObject& r = out.result;
+QJsonObject resultJson(const LoadedCase& loaded, const CaseAnalysis& a, const CaseOutcome& out,
+                       const QJsonObject& timings)
+{
+    QJsonObject r;
     r.insert(QStringLiteral("case"), out.name);
-    r.insert(QStringLiteral("project"), info.absoluteFilePath());
-    r.insert(QStringLiteral("spectrumThreshold"), thresholds);
-    r.insert(QStringLiteral("maskAverages"), maskAverages);
-    r.insert(QStringLiteral("intervals"), intervals);
+    r.insert(QStringLiteral("project"), loaded.project.absoluteFilePath());
+    r.insert(QStringLiteral("spectrumThreshold"), a.thresholds);
+    r.insert(QStringLiteral("maskAverages"), a.maskAverages);
+    r.insert(QStringLiteral("intervals"), a.intervals);
     r.insert(QStringLiteral("suspiciousPixels"), out.statistics.suspiciousPixels);
     r.insert(QStringLiteral("averageSignal"), number(out.statistics.averageSignal));
     r.insert(QStringLiteral("averageSignalNonMasked"),
@@ -341,9 +342,45 @@ CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options
     r.insert(QStringLiteral("verdict"), verdictText(out.pathology));
     r.insert(QStringLiteral("pathology"), out.pathology);
     r.insert(QStringLiteral("timingsMs"), timings);
+    return r;
+}
+
+} // namespace
+
+QString verdictText(bool pathology)
+{
+    return pathology ? QStringLiteral("SIGNIFICANT PATHOLOGY DETECTED")
+                     : QStringLiteral("NO PATHOLOGY DETECTED");
+}
+
+CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options,
+                         const std::function<void(const QString&)>& note)
+{
+    CaseOutcome out;
+    out.name = QFileInfo(projectPath).completeBaseName();
+    StageTimer timer;
+
+    LoadedCase loaded;
+    if (!loadCase(projectPath, options, &loaded, &out.error))
+        return out;
+    timer.lap("load");
+
+    CaseAnalysis analysis;
+    analyseCase(loaded, analysis, out, timer, note);
+
+    const QString caseDir = QDir(options.outDir).filePath(out.name);
+    if (!QDir().mkpath(caseDir)) {
+        out.error = QStringLiteral("cannot create output folder '%1'").arg(caseDir);
+        return out;
+    }
+    const QDir dir(caseDir);
+    if (!writeImages(analysis, dir, options, out))
+        return out;
+    timer.lap("write");
+    out.result = resultJson(loaded, analysis, out, timer.finish());
 
     QSaveFile json(dir.filePath(QStringLiteral("result.json")));
-    const QByteArray bytes = QJsonDocument(r).toJson(QJsonDocument::Indented);
+    const QByteArray bytes = QJsonDocument(out.result).toJson(QJsonDocument::Indented);
     if (!json.open(QIODevice::WriteOnly) || json.write(bytes) != bytes.size() || !json.commit())
         out.error =
             QStringLiteral("cannot write '%1'").arg(dir.filePath(QStringLiteral("result.json")));

@@ -25,12 +25,8 @@ struct CaseOutcome
 
 QString verdictText(bool pathology);
 
-// The red marks laid over the T2 AOI image at the result views' opacity, as their "Save image"
-// composes it.
-QImage composeOverlay(const QImage& base, const QImage& overlay, double opacity = 0.5);
-
-// Loads the project as "Load project" does, runs every analysis button in order and writes the
-// images, result.json (and with options.planes the planes) into outDir/<name>/. Notes that are
+// Loads the project as "Load project" does, runs every analysis button in order (load, analyse,
+// write) and writes the images, result.json (and with options.planes the planes) into outDir/<name>/. Notes that are
 // not errors (a raised band-filter cut-off) go to `note`.
 CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options,
                          const std::function<void(const QString&)>& note = {});

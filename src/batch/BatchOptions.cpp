@@ -1,37 +1,45 @@
 #include "BatchOptions.h"
 
-#include "ControlLimits.h"
-
-#include <limits>
+#include "StoredControlTable.h"
 
 namespace kelvara {
 
 namespace {
 
-// The limits of the controls the options stand for.
-constexpr int kAreaMaximum = 2000;          // SmallAreaTresh, PathologyTresh
-constexpr double kFactorMaximum = 255.0;    // ResultAutoCorrectFactor
-constexpr double kAmplificationMax = 99.99; // Product*SmoothSymAmp (the spin box default)
+// The controls the options stand for: their limits and rounding come from the stored-controls
+// table, as for every other control.
+const QString kSmallArea = QStringLiteral("SmallAreaTresh");
+const QString kPathology = QStringLiteral("PathologyTresh");
+const QString kFactor = QStringLiteral("ResultAutoCorrectFactor");
+const QString kAmplification[] = {QStringLiteral("ProductT2SmoothSymAmp"),
+                                  QStringLiteral("ProductDWISmoothSymAmp"),
+                                  QStringLiteral("ProductADCSmoothSymAmp")};
 
-bool parseInt(const QString& text, int minimum, int maximum, int* out)
+bool parseInt(const QString& text, const QString& control, int* out)
 {
     bool ok = false;
     const qlonglong v = text.trimmed().toLongLong(&ok);
     if (!ok)
         return false;
-    // Clamped like a spin box, also far beyond the int range.
-    *out = v < minimum ? minimum : v > maximum ? maximum : int(v);
+    *out = StoredControlTable::limitedInteger(control, v);
     return true;
 }
 
-bool parseDouble(const QString& text, double maximum, double* out)
+bool parseDouble(const QString& text, const QString& control, double* out)
 {
     bool ok = false;
     const double v = text.trimmed().toDouble(&ok);
     if (!ok || v != v)
         return false;
-    *out = doubleSpinBoxValue(v, 2, 0.0, maximum);
+    *out = StoredControlTable::limitedNumber(control, v);
     return true;
+}
+
+// "0..2000" as the control's range.
+QString range(const QString& control)
+{
+    const StoredControl& c = StoredControlTable::control(control);
+    return QStringLiteral("%1..%2").arg(c.minimum).arg(c.maximum);
 }
 
 } // namespace
@@ -51,7 +59,7 @@ ControlValues BatchOptions::controlsBeforeLoad() const
 QString batchUsage()
 {
     return QStringLiteral(
-        "Usage: kelvara-batch [options] PROJECT.kelvara [PROJECT.kelvara ...]\n"
+               "Usage: kelvara-batch [options] PROJECT.kelvara [PROJECT.kelvara ...]\n"
         "\n"
         "Loads each project as \"Load project\" does, runs the whole analysis and writes its\n"
         "images and result.json into DIR/<project name>/ (and DIR/summary.csv for several\n"
@@ -59,18 +67,19 @@ QString batchUsage()
         "\n"
         "Options:\n"
         "  --out DIR                        output folder (default ./kelvara-out)\n"
-        "  --small-area N                   small area threshold, 0..2000 (default 0)\n"
-        "  --pathology N                    pathology threshold, 0..2000 (default 0)\n"
-        "  --autocorrect-factor F           result auto-correct factor, 0..255 (default 1.0)\n"
+        "  --small-area N                   small area threshold, %1 (default 0)\n"
+        "  --pathology N                    pathology threshold, %2 (default 0)\n"
+        "  --autocorrect-factor F           result auto-correct factor, %3 (default 1.0)\n"
         "  --product T2,DWI,ADC             modalities in the symmetry product (default none)\n"
-        "  --product-amplification A,B,C    product amplifications, 0..99.99 (default 1,1,1)\n"
+        "  --product-amplification A,B,C    product amplifications, %4 (default 1,1,1)\n"
         "  --direct-spectrum                spectra in direct instead of logarithmic mode\n"
         "  --planes                         also write every plane as a float64 .npy array\n"
         "  --help                           show this text\n"
         "  --version                        show the version\n"
         "\n"
         "Exit status: 0 success, 1 a case failed (the others are still processed), 2 usage "
-        "error.\n");
+        "error.\n")
+        .arg(range(kSmallArea), range(kPathology), range(kFactor), range(kAmplification[0]));
 }
 
 BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* options,
@@ -141,14 +150,14 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
         } else if (name == QLatin1String("--small-area") || name == QLatin1String("--pathology")) {
             if (!takeValue())
                 return BatchCommand::UsageError;
-            int* target = name == QLatin1String("--small-area") ? &o.smallAreaThreshold
-                                                                : &o.pathologyThreshold;
-            if (!parseInt(value, 0, kAreaMaximum, target))
+            const bool smallArea = name == QLatin1String("--small-area");
+            int* target = smallArea ? &o.smallAreaThreshold : &o.pathologyThreshold;
+            if (!parseInt(value, smallArea ? kSmallArea : kPathology, target))
                 return badValue(QStringLiteral("an integer"));
         } else if (name == QLatin1String("--autocorrect-factor")) {
             if (!takeValue())
                 return BatchCommand::UsageError;
-            if (!parseDouble(value, kFactorMaximum, &o.resultAutocorrectFactor))
+            if (!parseDouble(value, kFactor, &o.resultAutocorrectFactor))
                 return badValue(QStringLiteral("a number"));
         } else if (name == QLatin1String("--product")) {
             if (!takeValue())
@@ -172,7 +181,7 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
             if (parts.size() != 3)
                 return badValue(QStringLiteral("three numbers A,B,C"));
             for (int k = 0; k < 3; ++k)
-                if (!parseDouble(parts[k], kAmplificationMax, &o.productAmplification[k]))
+                if (!parseDouble(parts[k], kAmplification[k], &o.productAmplification[k]))
                     return badValue(QStringLiteral("three numbers A,B,C"));
         } else {
             *error = QStringLiteral("unknown option %1").arg(name);

@@ -1,6 +1,5 @@
 #include "ImageScene.h"
 
-#include "AOISources.h"
 #include "Dialogs.h"
 #include "MidLinePixmapItem.h"
 
@@ -8,8 +7,7 @@
 #include <QGraphicsScene>
 #include <QPen>
 
-ImageScene::ImageScene(Qt::AspectRatioMode aspectMode, Qt::TransformationMode transformMode)
-    : aspectMode(aspectMode), transformMode(transformMode)
+ImageScene::ImageScene()
 {
     pixmap = new MidLinePixmapItem();
     pixmap->setZValue(0.0);
@@ -27,18 +25,8 @@ ImageScene::~ImageScene() = default;
 void ImageScene::setImage(const QImage& image)
 {
     hasImage = true;
-    baseImage = image;
-    scaledImage = image;
-    pixmap->setPixmap(QPixmap::fromImage(scaledImage));
-}
-
-void ImageScene::scaleImage(double factor)
-{
-    if (!hasImage)
-        return;
-    // The batch tool scales through the same function, so both extract the same AOI images.
-    scaledImage = kelvara::scaleSourceImage(baseImage, factor, {aspectMode, transformMode});
-    pixmap->setPixmap(QPixmap::fromImage(scaledImage));
+    shown = image;
+    pixmap->setPixmap(QPixmap::fromImage(shown));
 }
 
 void ImageScene::setBoxVisible(bool visible)

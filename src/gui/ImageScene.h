@@ -9,7 +9,7 @@ class MidLinePixmapItem;
 class QGraphicsEllipseItem;
 
 // One grey image with an optional midline and a green AOI box: the common part of T2_View and
-// MaskView, which differ only in how they scale (and in what their save button does).
+// MaskView, which differ in what their save button does.
 class ImageScene : public AbstractView
 {
     Q_OBJECT
@@ -17,9 +17,7 @@ public:
     ~ImageScene() override;
 
     void setImage(const QImage& image);
-    void scaleImage(double factor);
-    const QImage& image() const { return scaledImage; }
-    const QImage& originalImage() const { return baseImage; }
+    const QImage& image() const { return shown; }
     bool imageSet() const { return hasImage; }
 
     void setBoxVisible(bool visible);
@@ -39,13 +37,12 @@ public:
     QGraphicsEllipseItem* boxItem() const { return box; }
 
 protected:
-    ImageScene(Qt::AspectRatioMode aspectMode, Qt::TransformationMode transformMode);
+    ImageScene();
 
     // The shown pixmap as it is (no zoom, no midline) written to a PNG the user names.
     void saveShownImage();
 
-    QImage scaledImage;
-    QImage baseImage;
+    QImage shown;
     MidLinePixmapItem* pixmap = nullptr;
     QGraphicsEllipseItem* box = nullptr;
     double boxXPos = 0.0;
@@ -56,7 +53,4 @@ protected:
     bool midlineVisible = false;
     bool hasImage = false;
 
-private:
-    Qt::AspectRatioMode aspectMode;
-    Qt::TransformationMode transformMode;
 };

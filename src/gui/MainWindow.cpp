@@ -135,14 +135,8 @@ MainWindow::MainWindow(QWidget* parent)
         b.scene->setBoxVisible(false);
     }
 
-    // The T2 record deliberately overwrites what the T2 shape slot stored above.
-    t2KernelIsRectangle = true;
-    t2KernelX = t2KernelY = 0;
-
-    // AOI start-up geometry from the cell spin boxes; the extractor is already due to run.
-    setAOIHalfWidth(ui->HCells->value() * ui->HStep->value());
-    setAOIHeight(ui->VCells->value() * ui->VStep->value());
-    resizeSymmetryEngine();
+    // AOI start-up geometry from the cell spin boxes; the extraction is already due to run.
+    applyAOISize();
 
     // Cell size exists in the layout but stays 1 and out of sight.
     ui->VStep->setVisible(false);

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "AOIExtractor.h"
 #include "AnalysisChain.h"
-#include "DICOMUtil.h"
+#include "CaseImages.h"
 #include "Dual2D3DView.h"
 #include "ControlValues.h"
 #include "MaskView.h"
@@ -25,8 +24,8 @@ class MainWindow;
 
 // The single window of Kelvara. It owns every scene, engine and piece of state as plain members
 // (declared, and so constructed, in the order below); each control signal has one slot, connected
-// by name when the form is set up. Slot bodies live in the feature folders (input/, fourier/,
-// symmetry/, result/, persistence/); this file's .cpp holds construction and the zoom slots.
+// by name when the form is set up. Slot bodies live in one file per feature (MainWindowInput.cpp,
+// MainWindowFourier.cpp, ...); this file's .cpp holds construction and the zoom slots.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -134,7 +133,7 @@ private slots:
     void on_evalViewZoom_valueChanged(int value);
 
 private:
-    // Analysis (app/MainWindowAnalysis.cpp and the feature slot files).
+    // Analysis (MainWindowAnalysis.cpp and the feature slot files).
     kelvara::AOIImages currentAOIImages();
     // Automatic bounds the chain computed go back into their spin boxes (whose slots run).
     void showAutomaticBounds(const kelvara::ControlValues& c);
@@ -152,22 +151,15 @@ private:
     void refreshSymmetryInputs();
     void filterSymmetry();
     void setKernelShape(kelvara::Modality m, int index);
-    // Settings and project files (persistence/PersistenceSlots.cpp).
+    // Settings and project files (MainWindowFiles.cpp).
     void applyStoredFile(const kelvara::StoredFile& file);
 
-    friend class TestInputWindow;
-
-    // Case loading, overlay registration and the AOI (input/InputSlots.cpp).
-    void loadT2Image(QString path, QString kind);
-    void loadDWIImage(QString path, QString kind);
-    void loadADCImage(QString path, QString kind);
+    // Case loading, overlay registration and the AOI (MainWindowInput.cpp).
     void loadModalityImage(kelvara::Modality m, const QString& path, const QString& kind);
-    ImageScene& aoiSource(kelvara::Modality m);
-    void setAOIHalfWidth(double halfWidth);
-    void setAOIHeight(double height);
-    void syncAOIBoxes();
-    void refreshAOIImages();
-    // Called after every AOI size change, image load and at start-up.
+    // The AOI size and position of the controls into the case and the overlay.
+    void applyAOISize();
+    void applyAOIPosition();
+    // Called after every AOI size change and at start-up.
     void resizeSymmetryEngine();
 
     std::unique_ptr<Ui::MainWindow> ui;
@@ -179,28 +171,18 @@ private:
     ResultView solutionView;
     ResultView evaluationView;
     OverlayView overlayView;
-    T2_View t2AOISource;
     T2_View symmetryAOIT2View;
     T2_View fftThresholdT2View, fftThresholdDWIView, fftThresholdADCView;
     T2_View fftFilterT2View, fftFilterDWIView, fftFilterADCView;
-    MaskView dwiAOISource;
     MaskView dwiAOIView, symmetryAOIDWIView, dwiMaskView, dwiSymMaskView;
-    MaskView adcAOISource;
     MaskView adcAOIView, symmetryAOIADCView, adcMaskView, adcSymMaskView;
 
-    // Written-only record of the chosen smoothing kernels (the smoothing reads the controls).
-    bool t2KernelIsRectangle = false, dwiKernelIsRectangle = false, adcKernelIsRectangle = false;
-    int t2KernelX = 0, t2KernelY = 0, dwiKernelX = 0, dwiKernelY = 0, adcKernelX = 0, adcKernelY = 0;
-
     ResultMatrix productMatrix, solutionMatrix, nonMaskedMatrix;
-    DICOMUtil dicomUtil;
     SymmetryEngine symmetryEngine;
 
-    // File last requested per modality and its kind ("BMP" or "DICOM"), set before reading.
-    QString t2FilePath, dwiFilePath, adcFilePath;
-    QString t2FileKind, dwiFileKind, adcFileKind;
-
-    AOIExtractor aoiExtractor;
+    // The loaded images with their files, scales and the AOI: what the scenes show and the
+    // analysis cuts from.
+    kelvara::CaseImages caseImages;
 
     // Spectrum threshold values and the solution's non-masked average: bases of the automatic
     // intervals.

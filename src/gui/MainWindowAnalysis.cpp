@@ -8,9 +8,7 @@ using kelvara::truncToInt;
 
 kelvara::AOIImages MainWindow::currentAOIImages()
 {
-    refreshAOIImages();
-    return {aoiExtractor.t2AOIImage(), aoiExtractor.dwiAOIImage(), aoiExtractor.adcAOIImage(),
-            t2AOISource.boxHalfWidth(), t2AOISource.boxHeight()};
+    return caseImages.aoiImages();
 }
 
 void MainWindow::showAutomaticBounds(const kelvara::ControlValues& c)
@@ -27,6 +25,6 @@ void MainWindow::showAutomaticBounds(const kelvara::ControlValues& c)
 void MainWindow::showSurface(Dual2D3DView& view, const double* const* values, double yMax,
                              bool useInterval, double lo, double hi)
 {
-    view.setSurfaceData(values, truncToInt(t2AOISource.boxHalfWidth()), truncToInt(t2AOISource.boxHeight()),
+    view.setSurfaceData(values, truncToInt(caseImages.boxHalfWidth()), truncToInt(caseImages.boxHeight()),
                         0.0, yMax, useInterval, lo, hi);
 }

@@ -3,8 +3,7 @@
 #include "ui_MainWindow.h"
 
 #include "Dialogs.h"
-#include "ProjectFile.h"
-#include "SettingsFile.h"
+#include "ControlFile.h"
 
 using kelvara::ControlKind;
 using kelvara::Modality;
@@ -20,12 +19,13 @@ const QString kProjectFilter = QStringLiteral("Kelvara project files (*.kelvara)
 // Failures stay silent: an unwritable file leaves the previous one as it was.
 void MainWindow::on_SaveSettingsButton_clicked()
 {
-    kelvara::SettingsFile::save(kelvara::SettingsFile::defaultPath(), controlValues());
+    kelvara::ControlFile::settings().save(kelvara::ControlFile::defaultSettingsPath(), controlValues());
 }
 
 void MainWindow::on_loadSettingsButton_clicked()
 {
-    const std::optional<StoredFile> file = kelvara::SettingsFile::load(kelvara::SettingsFile::defaultPath());
+    const std::optional<StoredFile> file =
+        kelvara::ControlFile::settings().load(kelvara::ControlFile::defaultSettingsPath());
     if (file)
         applyStoredFile(*file);
 }
@@ -36,9 +36,7 @@ void MainWindow::on_SaveProjectButton_clicked()
                                                            QStringLiteral("."), kProjectFilter);
     if (path.isEmpty())
         return;
-    kelvara::ProjectFile::save(path, controlValues(),
-                               {kelvara::ImageSource{t2FilePath, t2FileKind}, kelvara::ImageSource{dwiFilePath, dwiFileKind},
-                                kelvara::ImageSource{adcFilePath, adcFileKind}});
+    kelvara::ControlFile::project().save(path, controlValues(), caseImages.imageSources());
 }
 
 void MainWindow::on_LoadProjectButton_clicked()
@@ -47,13 +45,12 @@ void MainWindow::on_LoadProjectButton_clicked()
                                                            QStringLiteral("."), kProjectFilter);
     if (path.isEmpty())
         return;
-    const std::optional<StoredFile> file = kelvara::ProjectFile::load(path);
+    const std::optional<StoredFile> file = kelvara::ControlFile::project().load(path);
     if (!file)
         return;
     // Images first: the scales and the AOI restored after them put every box in place.
-    loadT2Image(file->images[0].path, file->images[0].kind);
-    loadDWIImage(file->images[1].path, file->images[1].kind);
-    loadADCImage(file->images[2].path, file->images[2].kind);
+    for (Modality m : kelvara::kModalities)
+        loadModalityImage(m, file->images[int(m)].path, file->images[int(m)].kind);
     applyStoredFile(*file);
 }
 
@@ -88,20 +85,16 @@ void MainWindow::applyStoredFile(const StoredFile& file)
         }
     }
 
-    const double scales[] = {ui->OverlayScaleT2->value(), ui->OverlayScaleDWI->value(),
-                             ui->OverlayScaleADC->value()};
+    // The slots ran only for values that changed; the geometry is re-applied as a whole.
     for (Modality m : kelvara::kModalities) {
-        overlayView.setScale(m, scales[static_cast<int>(m)]);
-        aoiSource(m).scaleImage(scales[static_cast<int>(m)]);
-        aoiSource(m).setBoxPos(overlayView.boxOrigin(m));
+        const double scale = m == Modality::T2    ? ui->OverlayScaleT2->value()
+                             : m == Modality::DWI ? ui->OverlayScaleDWI->value()
+                                                  : ui->OverlayScaleADC->value();
+        overlayView.setScale(m, scale);
+        caseImages.setScale(m, scale);
     }
-    setAOIHalfWidth(ui->HCells->value() * ui->HStep->value());
-    setAOIHeight(ui->VStep->value() * ui->VCells->value());
-    resizeSymmetryEngine();
-    overlayView.setAOIX(ui->horizontalSlider->value());
-    syncAOIBoxes();
-    overlayView.setAOIY(-ui->verticalSlider->value());
-    syncAOIBoxes();
+    applyAOISize();
+    applyAOIPosition();
 
     ui->ResultIncludedImages->clear();
     for (const kelvara::ProgramItem& p : file.program) {

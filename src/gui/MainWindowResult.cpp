@@ -49,7 +49,7 @@ void MainWindow::on_ResultCalculateButton_clicked()
     const kelvara::SolutionStatistics s = chain.solution(c);
     showAutomaticBounds(c);
     // Always over the extracted T2 image, never a filtered one.
-    solutionView.setImage(aoiExtractor.t2AOIImage());
+    solutionView.setImage(caseImages.aoiImages().t2);
     solutionView.setOverlayImage(solutionMatrix.intervalImage());
     showSurface(solutionView, solutionMatrix.data(), 1.0, c.includeIntervalIn3D, c.resultMin / 255.0,
                 c.resultMax / 255.0);
@@ -87,7 +87,7 @@ void MainWindow::on_determinePathologyButton_clicked()
     on_ResultCalculateButton_clicked();
     const bool pathology = chain.evaluateSolution(controlValues());
     ui->PathologyDetectedLabel->setActive(pathology);
-    evaluationView.setImage(aoiExtractor.t2AOIImage());
+    evaluationView.setImage(caseImages.aoiImages().t2);
     evaluationView.setOverlayImage(solutionMatrix.evaluationImage());
 }
 

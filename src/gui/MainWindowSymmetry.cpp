@@ -4,39 +4,18 @@
 
 using kelvara::Modality;
 
-// Kernel shape: 0 shows the rectangle controls, 1 the circle controls; the choice is recorded
-// (the smoothing itself reads the controls).
+// Kernel shape: 0 shows the rectangle controls, 1 the circle controls.
 void MainWindow::setKernelShape(Modality m, int index)
 {
-    struct Kernel {
-        QGroupBox* circle;
-        QGroupBox* rectangle;
-        QSpinBox* x;
-        QSpinBox* y;
-        QSpinBox* radius;
-        bool& isRectangle;
-        int& recordX;
-        int& recordY;
-    };
-    Kernel k = m == Modality::T2    ? Kernel{ui->T2CircleRadius, ui->T2RectangleDims, ui->T2RectDimX, ui->T2RectDimY,
-                                          ui->T2CircleRad, t2KernelIsRectangle, t2KernelX, t2KernelY}
-               : m == Modality::DWI ? Kernel{ui->DWICircleRadius, ui->DWIRectangleDims, ui->DWIRectDimX,
-                                             ui->DWIRectDimY, ui->DWICircleRad, dwiKernelIsRectangle, dwiKernelX,
-                                             dwiKernelY}
-                                    : Kernel{ui->ADCCircleRadius, ui->ADCRectangleDims, ui->ADCRectDimX,
-                                             ui->ADCRectDimY, ui->ADCCircleRad, adcKernelIsRectangle, adcKernelX,
-                                             adcKernelY};
+    QGroupBox* const circle[] = {ui->T2CircleRadius, ui->DWICircleRadius, ui->ADCCircleRadius};
+    QGroupBox* const rectangle[] = {ui->T2RectangleDims, ui->DWIRectangleDims, ui->ADCRectangleDims};
+    const int i = static_cast<int>(m);
     if (index == 0) {
-        k.circle->hide();
-        k.rectangle->show();
-        k.isRectangle = true;
-        k.recordX = k.x->value();
-        k.recordY = k.y->value();
+        circle[i]->hide();
+        rectangle[i]->show();
     } else if (index == 1) {
-        k.circle->show();
-        k.rectangle->hide();
-        k.isRectangle = false;
-        k.recordX = k.recordY = k.radius->value();
+        circle[i]->show();
+        rectangle[i]->hide();
     }
 }
 
@@ -55,50 +34,17 @@ void MainWindow::on_ADCFilterShapeComboBox_currentIndexChanged(int index)
     setKernelShape(Modality::ADC, index);
 }
 
-void MainWindow::on_T2CircleRad_valueChanged(int value)
-{
-    t2KernelX = t2KernelY = value;
-}
-
-void MainWindow::on_T2RectDimX_valueChanged(int value)
-{
-    t2KernelX = value;
-}
-
-void MainWindow::on_T2RectDimY_valueChanged(int value)
-{
-    t2KernelY = value;
-}
-
-void MainWindow::on_DWICircleRad_valueChanged(int value)
-{
-    dwiKernelX = dwiKernelY = value;
-}
-
-void MainWindow::on_DWIRectDimX_valueChanged(int value)
-{
-    dwiKernelX = value;
-}
-
-void MainWindow::on_DWIRectDimY_valueChanged(int value)
-{
-    dwiKernelY = value;
-}
-
-void MainWindow::on_ADCCircleRad_valueChanged(int value)
-{
-    adcKernelX = adcKernelY = value;
-}
-
-void MainWindow::on_ADCRectDimX_valueChanged(int value)
-{
-    adcKernelX = value;
-}
-
-void MainWindow::on_ADCRectDimY_valueChanged(int value)
-{
-    adcKernelY = value;
-}
+// The kernel size slots belong to the window's slot table; the smoothing reads the spin boxes
+// when it runs, so there is nothing to keep here.
+void MainWindow::on_T2CircleRad_valueChanged(int) {}
+void MainWindow::on_T2RectDimX_valueChanged(int) {}
+void MainWindow::on_T2RectDimY_valueChanged(int) {}
+void MainWindow::on_DWICircleRad_valueChanged(int) {}
+void MainWindow::on_DWIRectDimX_valueChanged(int) {}
+void MainWindow::on_DWIRectDimY_valueChanged(int) {}
+void MainWindow::on_ADCCircleRad_valueChanged(int) {}
+void MainWindow::on_ADCRectDimX_valueChanged(int) {}
+void MainWindow::on_ADCRectDimY_valueChanged(int) {}
 
 // Each "Recalculate symmetry" button recomputes all three modalities.
 void MainWindow::recalculateSymmetry()

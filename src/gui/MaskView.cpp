@@ -1,6 +1,6 @@
 #include "MaskView.h"
 
-MaskView::MaskView() : ImageScene(Qt::KeepAspectRatio, Qt::SmoothTransformation) {}
+MaskView::MaskView() = default;
 
 MaskView::~MaskView() = default;
 

@@ -1,6 +1,5 @@
 #include "OverlayView.h"
 
-#include "AOISources.h"
 #include "TransparentPixmapItem.h"
 
 #include <QGraphicsEllipseItem>
@@ -65,36 +64,17 @@ void OverlayView::setOpacityPercent(Modality m, double percent)
     item(m)->setOpacity(percent / 100.0);
 }
 
-QPointF OverlayView::boxOrigin(Modality m) const
+void OverlayView::setAOICentre(QPointF centre)
 {
-    const TransparentPixmapItem* it = item(m);
-    // Exact halves of the scaled image, although the item draws at the integer half: the
-    // half-pixel difference for odd sizes is accepted.
-    return kelvara::aoiBoxOrigin(QPointF(aoiX, aoiY), aoiWidth, aoiHeight, it->pixmap().size(),
-                                 it->scale());
-}
-
-void OverlayView::setAOIX(double x)
-{
-    aoiX = x;
+    aoiX = centre.x();
+    aoiY = centre.y();
     aoiItem->setPos(aoiX, aoiY);
 }
 
-void OverlayView::setAOIY(double y)
+void OverlayView::setAOISize(double halfWidth, double height)
 {
-    aoiY = y;
-    aoiItem->setPos(aoiX, aoiY);
-}
-
-void OverlayView::setAOIHalfWidth(double v)
-{
-    aoiWidth = v + v;
-    updateAOIRect();
-}
-
-void OverlayView::setAOIHeight(double v)
-{
-    aoiHeight = v;
+    aoiWidth = halfWidth + halfWidth;
+    aoiHeight = height;
     updateAOIRect();
 }
 

@@ -4,12 +4,14 @@
 #include "Numeric.h"
 
 #include <QHash>
+#include <QSet>
 #include <QJsonArray>
 #include <QJsonValue>
 #include <QStringList>
 
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <utility>
 #include <variant>
 
@@ -219,11 +221,25 @@ QList<Key> projectKeys()
     return keys + analysisKeys();
 }
 
-const QList<Key>& keysOf(StoredControlTable::Layout layout)
+const QList<Key>& keysOf(FileLayout layout)
 {
     static const QList<Key> settings = settingsKeys();
     static const QList<Key> project = projectKeys();
-    return layout == StoredControlTable::Layout::Settings ? settings : project;
+    return layout == FileLayout::Settings ? settings : project;
+}
+
+// Controls that front ends set but neither file stores; their limits live here all the same.
+QList<StoredControl> unstoredControls()
+{
+    QList<StoredControl> controls;
+    controls << widget("SmallAreaTresh", ControlKind::SpinBox, 0, 2000, 0)
+             << widget("PathologyTresh", ControlKind::SpinBox, 0, 2000, 0)
+             << widget("ResultAutoCorrectFactor", ControlKind::DoubleSpinBox, 0, 255,
+                       kDefaultDecimals);
+    for (Modality m : kModalities)
+        controls << widget("Product" + name(m) + "SmoothSymAmp", ControlKind::DoubleSpinBox, 0,
+                           kDefaultDoubleMax, kDefaultDecimals);
+    return controls;
 }
 
 const QString kProgram = QStringLiteral("Program");
@@ -285,11 +301,11 @@ StoredControl readControl(const Key& key, const QJsonValue& v)
 
 } // namespace
 
-QJsonObject StoredControlTable::build(Layout layout, const ControlValues& values,
+QJsonObject StoredControlTable::build(FileLayout layout, const ControlValues& values,
                            const std::array<ImageSource, 3>& images)
 {
     QJsonObject root;
-    if (layout == Layout::Project) {
+    if (layout == FileLayout::Project) {
         for (Modality m : kModalities) {
             const ImageSource& source = images[std::size_t(m)];
             insertAt(root, {name(m), kPath}, 0, source.path);
@@ -310,10 +326,10 @@ QJsonObject StoredControlTable::build(Layout layout, const ControlValues& values
     return root;
 }
 
-StoredFile StoredControlTable::read(Layout layout, const QJsonObject& root)
+StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root)
 {
     StoredFile file;
-    if (layout == Layout::Project) {
+    if (layout == FileLayout::Project) {
         for (Modality m : kModalities) {
             const QJsonObject object = root.value(name(m)).toObject();
             file.images[std::size_t(m)] = {object.value(kPath).toString(),
@@ -334,12 +350,53 @@ StoredFile StoredControlTable::read(Layout layout, const QJsonObject& root)
     return file;
 }
 
+const QList<StoredControl>& StoredControlTable::controls()
+{
+    static const QList<StoredControl> all = [] {
+        QList<StoredControl> list;
+        QSet<QString> seen;
+        for (FileLayout layout : {FileLayout::Project, FileLayout::Settings})
+            for (const Key& key : keysOf(layout))
+                if (!seen.contains(key.control.objectName)) {
+                    seen.insert(key.control.objectName);
+                    list << key.control;
+                }
+        return list + unstoredControls();
+    }();
+    return all;
+}
+
+const StoredControl& StoredControlTable::control(const QString& objectName)
+{
+    for (const StoredControl& c : controls())
+        if (c.objectName == objectName)
+            return c;
+    // A name missing here is a programming error, caught by the first test that runs it.
+    qFatal("StoredControlTable: no control named %s", qPrintable(objectName));
+}
+
+int StoredControlTable::limitedInteger(const QString& objectName, qint64 value)
+{
+    StoredControl c = control(objectName);
+    // Far beyond the int range the spin box still ends at its bound.
+    c.integer = int(qBound(qint64(std::numeric_limits<int>::min()), value,
+                           qint64(std::numeric_limits<int>::max())));
+    return c.limited().integer;
+}
+
+double StoredControlTable::limitedNumber(const QString& objectName, double value)
+{
+    StoredControl c = control(objectName);
+    c.number = value;
+    return c.limited().number;
+}
+
 bool StoredControlTable::assign(ControlValues& values, const StoredControl& control)
 {
     // Both layouts store the scales, under different paths but into the same fields.
     static const QHash<QString, FieldOf> fields = [] {
         QHash<QString, FieldOf> all;
-        for (Layout layout : {Layout::Settings, Layout::Project})
+        for (FileLayout layout : {FileLayout::Settings, FileLayout::Project})
             for (const Key& key : keysOf(layout))
                 all.insert(key.control.objectName, key.field);
         return all;

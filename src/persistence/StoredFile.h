@@ -10,6 +10,9 @@
 
 namespace kelvara {
 
+// The two key layouts of the stored controls: config.cfg and .kelvara project files.
+enum class FileLayout { Settings, Project };
+
 // What a settings or project file holds once read: every value converted as the file format
 // says, not yet limited by the controls.
 //

@@ -1,6 +1,7 @@
 #include "ResultMatrix.h"
 
 #include "Numeric.h"
+#include "PlaneImage.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -8,10 +9,10 @@
 
 namespace {
 
-// Label values of the evaluation.
+// Label values of the evaluation besides the kept areas' label.
 constexpr quint32 LabelNone = 0;
 constexpr quint32 LabelCandidate = 1;
-constexpr quint32 LabelKept = 2;
+constexpr quint32 LabelKept = ResultMatrix::KeptAreaLabel;
 
 // What QPainter::drawPoint leaves on an ARGB32 image with a one-pixel red pen and no
 // antialiasing: the single pixel under the point, opaque red.
@@ -149,19 +150,7 @@ QImage ResultMatrix::evaluationImage() const
 
 QImage ResultMatrix::toGrayImage() const
 {
-    if (m_width < 1 || m_height < 1)
-        return QImage();
-    QImage image(m_width, m_height, QImage::Format_RGB32);
-    if (image.isNull())
-        return image;
-    for (int y = 0; y < m_height; ++y) {
-        QRgb* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < m_width; ++x) {
-            const int g = kelvara::wrapGrey(m_valueColumns[static_cast<std::size_t>(x)][y] * 255.0);
-            line[x] = qRgb(g, g, g);
-        }
-    }
-    return image;
+    return kelvara::planeImage(data(), m_width, m_height, 255.0);
 }
 
 void ResultMatrix::removeSmallAreas(int minArea)
@@ -216,12 +205,12 @@ void ResultMatrix::removeSmallAreas(int minArea)
     }
 }
 
+int ResultMatrix::keptAreaPixels() const
+{
+    return int(std::count(m_labels.begin(), m_labels.end(), LabelKept));
+}
+
 bool ResultMatrix::hasPathology(int threshold) const
 {
-    int count = 0;
-    for (quint32 label : m_labels) {
-        if (label == LabelKept)
-            ++count;
-    }
-    return count >= threshold;
+    return keptAreaPixels() >= threshold;
 }

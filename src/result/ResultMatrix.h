@@ -17,6 +17,9 @@ public:
     ResultMatrix(const ResultMatrix&) = delete;
     ResultMatrix& operator=(const ResultMatrix&) = delete;
 
+    // Label of the pixels of the areas an evaluation kept (removeSmallAreas); 0 marks the rest.
+    static constexpr quint32 KeptAreaLabel = 2;
+
     int width() const { return m_width; }
     int height() const { return m_height; }
 
@@ -61,8 +64,10 @@ public:
     QImage toGrayImage() const;
 
     // Labels the 8-connected areas of the interval mask; areas below minArea are dropped
-    // (label 0), the others keep label 2.
+    // (label 0), the others get KeptAreaLabel.
     void removeSmallAreas(int minArea);
+    // Pixels of the kept areas together.
+    int keptAreaPixels() const;
     // Whether the kept areas hold at least threshold pixels together.
     bool hasPathology(int threshold) const;
 

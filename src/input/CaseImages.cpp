@@ -1,0 +1,154 @@
+#include "CaseImages.h"
+
+#include "DICOMUtil.h"
+#include "Numeric.h"
+
+#include <exception>
+
+namespace kelvara {
+
+namespace {
+
+const QString kBmp = QStringLiteral("BMP");
+const QString kDicom = QStringLiteral("DICOM");
+
+} // namespace
+
+SourceScaling aoiSourceScaling(Modality m)
+{
+    if (m == Modality::T2)
+        return {Qt::IgnoreAspectRatio, Qt::FastTransformation};
+    return {Qt::KeepAspectRatio, Qt::SmoothTransformation};
+}
+
+QImage scaleSourceImage(const QImage& base, double factor, SourceScaling scaling)
+{
+    const int w = truncToInt(base.width() * factor);
+    const int h = truncToInt(base.height() * factor);
+    if (w <= 0 || h <= 0 || base.isNull())
+        return QImage();
+    return base.scaled(w, h, scaling.aspect, scaling.transform);
+}
+
+QPointF aoiBoxOrigin(QPointF aoiCentre, double aoiWidth, double aoiHeight, QSize imageSize,
+                     double scale)
+{
+    const double pw = imageSize.width();
+    const double ph = imageSize.height();
+    return QPointF((-aoiWidth * 0.5) + aoiCentre.x() - (-pw) * 0.5 * scale,
+                   (-aoiHeight * 0.5) + aoiCentre.y() - (-ph) * 0.5 * scale);
+}
+
+bool CaseImages::loadBmp(Modality m, const QString& path, QString* error)
+{
+    sources[index(m)] = {path, kBmp};
+    QImage image(path);
+    image.convertTo(QImage::Format_Grayscale8);
+    setImage(m, image);
+    if (image.isNull()) {
+        if (error)
+            *error = QStringLiteral("%1: not a readable image").arg(path);
+        return false;
+    }
+    return true;
+}
+
+bool CaseImages::loadDicom(Modality m, const QString& path, QString* error)
+{
+    sources[index(m)] = {path, kDicom};
+    try {
+        DICOMUtil reader;
+        setImage(m, reader.loadImage(path));
+        return true;
+    } catch (const std::exception& e) {
+        if (error)
+            *error = QString::fromUtf8(e.what());
+        return false;
+    }
+}
+
+bool CaseImages::load(Modality m, const ImageSource& source, QString* error)
+{
+    if (source.kind == kBmp)
+        return loadBmp(m, source.path, error);
+    if (source.kind == kDicom)
+        return loadDicom(m, source.path, error);
+    sources[index(m)] = source;
+    if (error)
+        *error = QStringLiteral("%1: unknown image type '%2' (expected BMP or DICOM)")
+                     .arg(source.path, source.kind);
+    return false;
+}
+
+void CaseImages::setImage(Modality m, const QImage& image)
+{
+    images[index(m)] = image;
+    changed();
+}
+
+void CaseImages::setScale(Modality m, double scale)
+{
+    scales[index(m)] = scale;
+    changed();
+}
+
+void CaseImages::setAOICells(int h, int v, int hs, int vs)
+{
+    hCells = h;
+    vCells = v;
+    hStep = hs;
+    vStep = vs;
+    changed();
+}
+
+void CaseImages::setAOIPosition(int h, int v)
+{
+    hPos = h;
+    vPos = v;
+    changed();
+}
+
+void CaseImages::setGeometry(const ControlValues& c)
+{
+    scales = c.scale;
+    setAOICells(c.hCells, c.vCells, c.hStep, c.vStep);
+    setAOIPosition(c.hPos, c.vPos);
+}
+
+int CaseImages::aoiWidth() const
+{
+    return truncToInt(2.0 * boxHalfWidth());
+}
+
+int CaseImages::aoiHeight() const
+{
+    return truncToInt(boxHeight());
+}
+
+QImage CaseImages::scaledImage(Modality m) const
+{
+    return scaleSourceImage(image(m), scale(m), aoiSourceScaling(m));
+}
+
+QPointF CaseImages::boxOrigin(Modality m) const
+{
+    const double halfWidth = boxHalfWidth();
+    return aoiBoxOrigin(aoiCentre(), halfWidth + halfWidth, boxHeight(), image(m).size(), scale(m));
+}
+
+AOIImages CaseImages::aoiImages()
+{
+    if (extractor.needsUpdate()) {
+        const QPointF t2 = boxOrigin(Modality::T2);
+        const QPointF dwi = boxOrigin(Modality::DWI);
+        const QPointF adc = boxOrigin(Modality::ADC);
+        extractor.extract(scaledImage(Modality::T2), scaledImage(Modality::DWI),
+                          scaledImage(Modality::ADC), truncToInt(t2.x()), truncToInt(t2.y()),
+                          truncToInt(dwi.x()), truncToInt(dwi.y()), truncToInt(adc.x()),
+                          truncToInt(adc.y()), aoiWidth(), aoiHeight());
+    }
+    return {extractor.t2AOIImage(), extractor.dwiAOIImage(), extractor.adcAOIImage(),
+            boxHalfWidth(), boxHeight()};
+}
+
+} // namespace kelvara
