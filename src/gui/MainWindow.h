@@ -39,6 +39,9 @@ public:
     // The values of every analysis control, as the analysis chain takes them.
     kelvara::ControlValues controlValues() const;
 
+    // The case the window shows: images, their files and scales, the AOI.
+    const kelvara::CaseImages& caseModel() const { return caseImages; }
+
 private slots:
     void on_OverlayImgLoadT2_BMP_clicked();
     void on_OverlayImgLoadDWI_BMP_clicked();
