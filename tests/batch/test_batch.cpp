@@ -1,6 +1,7 @@
 // kelvara-batch run as a process: exit status and messages for bad input, the sample verdicts
 // with their statistics recomputed from the written planes, and the AOI geometry on images the
 // test draws itself.
+#include "BatchOptions.h"
 #include "BatchTestSupport.h"
 
 #include <QDir>
@@ -66,6 +67,41 @@ class TestBatch : public QObject
     QTemporaryDir tmp;
 
 private slots:
+    // Each option lands in its own control value, limited as that control limits it.
+    void options_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("expected"); // small, pathology, factor, checked, amplification
+        QTest::newRow("defaults") << QStringList{} << "0 0 1 000 1,1,1";
+        QTest::newRow("areas apart") << QStringList{"--small-area", "5", "--pathology=7"}
+                                     << "5 7 1 000 1,1,1";
+        QTest::newRow("areas clamped") << QStringList{"--small-area=99999999999", "--pathology=-3"}
+                                       << "2000 0 1 000 1,1,1";
+        QTest::newRow("one modality") << QStringList{"--product", "dwi"} << "0 0 1 010 1,1,1";
+        QTest::newRow("two modalities") << QStringList{"--product", "T2,ADC"} << "0 0 1 101 1,1,1";
+        QTest::newRow("rounded and clamped")
+            << QStringList{"--autocorrect-factor", "300", "--product-amplification", "1.006,500,-2"}
+            << "0 0 255 000 1.01,99.99,0";
+    }
+
+    void options()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, expected);
+        kelvara::BatchOptions o;
+        QString error;
+        QCOMPARE(kelvara::parseBatchArguments(args << "x.kelvara", &o, &error),
+                 kelvara::BatchCommand::Run);
+        const QString checked = QString("%1%2%3").arg(int(o.productChecked[0]))
+                                    .arg(int(o.productChecked[1])).arg(int(o.productChecked[2]));
+        QCOMPARE(QString("%1 %2 %3 %4 %5,%6,%7")
+                     .arg(o.smallAreaThreshold).arg(o.pathologyThreshold)
+                     .arg(o.resultAutocorrectFactor).arg(checked)
+                     .arg(o.productAmplification[0]).arg(o.productAmplification[1])
+                     .arg(o.productAmplification[2]),
+                 expected);
+    }
+
     void errors_data()
     {
         QTest::addColumn<QStringList>("args");
@@ -279,26 +315,22 @@ private slots:
         QCOMPARE(pngs.size(), 22);
     }
 
-    // Options reach the analysis, limited as their controls limit them.
+    // Options reach the analysis: spectrum mode, product and area threshold.
     void optionEffects()
     {
         const QString base = tmp.filePath("opt-base"), other = tmp.filePath("opt-other");
         QCOMPARE(runBatch({"--out", base, kSamples + "/lesion.kelvara"}).exitCode, 0);
         QCOMPARE(runBatch({"--out", other, "--direct-spectrum", "--product", "DWI,ADC",
-                           "--product-amplification", "1,500,7", "--small-area", "99999999999",
-                           kSamples + "/lesion.kelvara"})
+                           "--small-area", "2000", kSamples + "/lesion.kelvara"})
                      .exitCode,
                  0);
-        const QImage logSpectrum(base + "/lesion/dwi_spectrum.png");
-        const QImage directSpectrum(other + "/lesion/dwi_spectrum.png");
-        QVERIFY(!logSpectrum.isNull());
-        QVERIFY(logSpectrum != directSpectrum);
+        QVERIFY(QImage(base + "/lesion/dwi_spectrum.png") !=
+                QImage(other + "/lesion/dwi_spectrum.png"));
         // No modality in the product: 1 everywhere, white.
         const QImage white(base + "/lesion/product.png");
         QCOMPARE(QColor(white.pixel(10, 10)).value(), 255);
         QVERIFY(QImage(other + "/lesion/product.png") != white);
-        // The area threshold clamps to 2000, far above the lesion: nothing is kept, while the
-        // default pathology threshold 0 is met by any count.
+        // Far above the lesion: nothing is kept, while the pathology threshold 0 is met.
         const QJsonObject r = readJson(other + "/lesion/result.json");
         QCOMPARE(r.value("keptAreaPixels").toInt(), 0);
         QVERIFY(r.value("suspiciousPixels").toInt() > 0);

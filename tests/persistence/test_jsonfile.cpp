@@ -1,7 +1,6 @@
 #include "JsonFile.h"
 #include "PersistenceTestData.h"
-#include "ProjectFile.h"
-#include "SettingsFile.h"
+#include "ControlFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,7 +14,7 @@
 #include <unistd.h>
 
 using kelvara::JsonFile;
-using kelvara::SettingsFile;
+using kelvara::ControlFile;
 
 namespace {
 
@@ -136,7 +135,7 @@ void TestJsonFile::read()
     if (input == Input::Unreadable && !permissionsApply())
         QSKIP("running as root: permissions do not keep the file from being read");
     if (input == Input::Truncated) {
-        QVERIFY(SettingsFile::save(path, testdata::stored()));
+        QVERIFY(ControlFile::settings().save(path, testdata::stored()));
         const QByteArray whole = readBytes(path);
         bytes = whole.left(whole.size() / 2);
     } else if (input == Input::LargeValid) {
@@ -156,8 +155,8 @@ void TestJsonFile::read()
     const std::optional<QJsonObject> root = JsonFile::read(path);
     QCOMPARE(root.has_value(), opened);
     // The file loaders pass "cannot open" on, so that the window changes nothing.
-    QCOMPARE(SettingsFile::load(path).has_value(), opened);
-    QCOMPARE(kelvara::ProjectFile::load(path).has_value(), opened);
+    QCOMPARE(ControlFile::settings().load(path).has_value(), opened);
+    QCOMPARE(ControlFile::project().load(path).has_value(), opened);
     if (opened && resultMax < 0)
         QVERIFY(root->isEmpty());
     else if (opened)
@@ -199,7 +198,7 @@ void TestJsonFile::failedSave()
         limit.emplace(64); // the document is some kilobytes
         QVERIFY(limit->active());
     }
-    const bool saved = SettingsFile::save(path, testdata::stored());
+    const bool saved = ControlFile::settings().save(path, testdata::stored());
     limit.reset();
     QFile::setPermissions(folder,
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
@@ -218,10 +217,10 @@ void TestJsonFile::saveReplaces()
     QTemporaryDir dir;
     const QString path = dir.filePath("case.kelvara");
     QVERIFY(writeBytes(path, QByteArray(100000, 'x')));
-    QVERIFY(kelvara::ProjectFile::save(path, testdata::stored(), testdata::images()));
+    QVERIFY(ControlFile::project().save(path, testdata::stored(), testdata::images()));
     const std::optional<QJsonObject> root = JsonFile::read(path);
     QVERIFY(root);
-    QCOMPARE(*root, kelvara::ProjectFile::toJson(testdata::stored(), testdata::images()));
+    QCOMPARE(*root, ControlFile::project().toJson(testdata::stored(), testdata::images()));
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"case.kelvara"});
 }
 
