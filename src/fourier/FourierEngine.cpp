@@ -117,19 +117,17 @@ cv::Mat FourierEngine::forwardTransform() const
     return spectrum;
 }
 
-cv::Mat FourierEngine::modulusInPlace(cv::Mat& complex)
+cv::Mat FourierEngine::magnitudeOf(const cv::Mat& complex)
 {
-    // Element i of the result goes to float i of the buffer, which has been read by then, so
-    // the moduli can overwrite the complex values instead of needing one more large buffer.
-    // The returned header borrows that memory: the caller keeps `complex` alive.
-    CV_Assert(complex.type() == CV_32FC2 && complex.isContinuous());
-    const std::size_t count = complex.total();
-    float* data = complex.ptr<float>();
-    for (std::size_t i = 0; i < count; ++i) {
-        const float re = data[2 * i], im = data[2 * i + 1];
-        data[i] = std::sqrt(re * re + im * im);
-    }
-    return cv::Mat(complex.rows, complex.cols, CV_32F, data);
+    // OpenCV's own magnitude, not a hand-written sqrt(re * re + im * im): its vector code may
+    // round differently (fused multiply-add), and one ulp is enough to move a truncated grey
+    // level.
+    CV_Assert(complex.type() == CV_32FC2);
+    cv::Mat planes[2];
+    cv::split(complex, planes);
+    cv::Mat magnitude;
+    cv::magnitude(planes[0], planes[1], magnitude);
+    return magnitude;
 }
 
 void FourierEngine::computeSpectrum()
@@ -138,7 +136,7 @@ void FourierEngine::computeSpectrum()
     if (inputMatrix.empty())
         return;
     cv::Mat spectrum = forwardTransform();
-    cv::Mat shown = modulusInPlace(spectrum);
+    cv::Mat shown = magnitudeOf(spectrum);
     double scale = 1.0;
     if (logarithmic) {
         // No "+1": a zero magnitude is minus infinity and saturates to black.
@@ -153,7 +151,7 @@ double FourierEngine::spectrumThreshold(double xMin, double xMax, double yMin, d
     if (inputMatrix.empty())
         return std::numeric_limits<double>::quiet_NaN();
     cv::Mat spectrum = forwardTransform();
-    const cv::Mat m = modulusInPlace(spectrum);
+    const cv::Mat m = magnitudeOf(spectrum);
 
     const int rows = m.rows, cols = m.cols;
     const int hr = rows / 2, hc = cols / 2;
@@ -263,7 +261,7 @@ void FourierEngine::applyFilter()
     cv::mulSpectrums(spectrum, filterMask, spectrum, 0, false);
     unshiftQuadrants(spectrum);
     cv::idft(spectrum, spectrum, cv::DFT_SCALE | cv::DFT_COMPLEX_OUTPUT);
-    modulusInPlace(spectrum).convertTo(outputMatrix, CV_8U, 1, 0);
+    magnitudeOf(spectrum).convertTo(outputMatrix, CV_8U, 1, 0);
 }
 
 QImage FourierEngine::outputImage() const

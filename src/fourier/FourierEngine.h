@@ -50,7 +50,8 @@ public:
 
 private:
     cv::Mat forwardTransform() const;
-    static cv::Mat modulusInPlace(cv::Mat& complex);
+    // cv::magnitude of the real and imaginary planes of a CV_32FC2 matrix.
+    static cv::Mat magnitudeOf(const cv::Mat& complex);
 
     float radius1;
     float radius2;
