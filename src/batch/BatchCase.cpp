@@ -67,15 +67,16 @@ bool readProject(const QString& path, StoredFile* file, QString* error)
 
 // One modality's image through the window's loader for its kind. Relative paths are taken
 // from the project's folder, so a case can be moved as a whole.
-bool loadImage(const QDir& projectDir, Modality m, const ImageSource& source, CaseImages* images,
-               QString* error)
+bool loadImage(const QString& projectPath, Modality m, const ImageSource& source,
+               CaseImages* images, QString* error)
 {
     const QString modality = QString::fromLatin1(modalityName(m));
     if (source.path.isEmpty()) {
         *error = QStringLiteral("%1 image: the project names no file").arg(modality);
         return false;
     }
-    const QString path = QDir::cleanPath(projectDir.absoluteFilePath(source.path));
+    const QString path = QDir::cleanPath(QFileInfo(resolveImagePath(
+        source.path, projectPath, ImagePathBase::ProjectFolder)).absoluteFilePath());
     if (source.kind == QLatin1String("BMP")) {
         if (!QFileInfo::exists(path)) {
             *error = QStringLiteral("%1 image '%2': file not found").arg(modality, path);
@@ -167,8 +168,7 @@ bool loadCase(const QString& projectPath, const BatchOptions& options, LoadedCas
     if (!readProject(projectPath, &file, error))
         return false;
     for (Modality m : kModalities)
-        if (!loadImage(loaded->project.absoluteDir(), m, file.images[static_cast<int>(m)],
-                       &loaded->images, error))
+        if (!loadImage(projectPath, m, file.images[static_cast<int>(m)], &loaded->images, error))
             return false;
     loaded->controls = file.applyTo(options.controlsBeforeLoad());
     loaded->images.setGeometry(loaded->controls);

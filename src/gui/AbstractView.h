@@ -1,8 +1,11 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
+#include <QString>
 
 class QGraphicsScene;
+class QLabel;
 class QGraphicsView;
 class QPushButton;
 
@@ -21,6 +24,11 @@ public:
     void attachView(QGraphicsView* graphicsView, QPushButton* saveButton);
     void setZoom(double value);
 
+    // Marks what the view shows as computed from inputs that have since been replaced: faded,
+    // with `caption` over it, until the view shows something new.
+    virtual void setStale(bool stale, const QString& caption = QString());
+    bool isStale() const { return stale; }
+
     QGraphicsScene* graphicsScene() const { return scene; }
     QGraphicsView* graphicsView() const { return view; }
 
@@ -30,4 +38,8 @@ public slots:
 protected:
     QGraphicsView* view = nullptr;
     QGraphicsScene* scene = nullptr;
+
+private:
+    bool stale = false;
+    QPointer<QLabel> staleCaption;
 };

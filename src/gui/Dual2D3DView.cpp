@@ -165,6 +165,22 @@ void Dual2D3DView::setSurfaceData(const double* const* values, int halfWidth, in
     }
     graph->seriesList().at(0)->dataProxy()->resetArray(array);
     graph->axisY()->setRange(float(yMin), float(yMax));
+    setGraphGrey(false);
+}
+
+void Dual2D3DView::setStale(bool stale, const QString& caption)
+{
+    T2_View::setStale(stale, caption);
+    setGraphGrey(stale);
+}
+
+void Dual2D3DView::setGraphGrey(bool grey)
+{
+    if (!graph || graph->seriesList().isEmpty())
+        return;
+    QSurface3DSeries* series = graph->seriesList().at(0);
+    series->setBaseColor(Qt::gray);
+    series->setColorStyle(grey ? Q3DTheme::ColorStyleUniform : Q3DTheme::ColorStyleRangeGradient);
 }
 
 void Dual2D3DView::save2DImage()

@@ -36,6 +36,9 @@ public:
     void setSurfaceData(const double* const* values, int halfWidth, int height, double yMin,
                         double yMax, bool useInterval, double lo, double hi);
 
+    // The graph goes grey with the 2D view, and back to its colours with new data.
+    void setStale(bool stale, const QString& caption = QString()) override;
+
     // Same as MaskView: the shown pixmap, without zoom and midline.
     void save2DImage() override;
     void save3DImage();
@@ -46,6 +49,8 @@ public:
     static QStringList cameraTexts();
 
 private:
+    void setGraphGrey(bool grey);
+
     QPointer<Q3DSurface> graph;
     QPointer<QWidget> graphContainer;
 };

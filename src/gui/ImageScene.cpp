@@ -25,6 +25,7 @@ ImageScene::~ImageScene() = default;
 void ImageScene::setImage(const QImage& image)
 {
     hasImage = true;
+    setStale(false);
     shown = image;
     pixmap->setPixmap(QPixmap::fromImage(shown));
 }

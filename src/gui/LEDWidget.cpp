@@ -15,6 +15,13 @@ void LEDWidget::setActive(bool newActive)
 {
     // Always repaint: the lamp is re-set after every evaluation, even with the same verdict.
     active = newActive;
+    captionText.clear();
+    update();
+}
+
+void LEDWidget::setCaption(const QString& text)
+{
+    captionText = text;
     update();
 }
 
@@ -26,9 +33,19 @@ void LEDWidget::paintEvent(QPaintEvent* /*event*/)
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing, true);
 
+    // The caption takes a strip at the bottom; the lamp keeps the rest.
+    int lampHeight = height();
+    if (!captionText.isEmpty()) {
+        const int strip = fontMetrics().height() * 2;
+        lampHeight = std::max(0, height() - strip);
+        painter.setPen(palette().color(QPalette::WindowText));
+        painter.drawText(QRect(0, lampHeight, width(), height() - lampHeight),
+                         Qt::AlignCenter | Qt::TextWordWrap, captionText);
+    }
+
     // The halves are integer halves; the lamp is laid out on a 205-unit square.
-    painter.translate(width() / 2, height() / 2);
-    const double scale = std::min(width(), height()) / 205.0;
+    painter.translate(width() / 2, lampHeight / 2);
+    const double scale = std::min(width(), lampHeight) / 205.0;
     painter.scale(scale, scale);
 
     painter.setFont(font);

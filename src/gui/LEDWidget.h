@@ -4,7 +4,9 @@
 #include <QString>
 #include <QWidget>
 
-// Round verdict lamp: red with the "significant" text when active, green otherwise.
+// Round verdict lamp: red with the "significant" text when active, green otherwise. A caption
+// beneath it says when the verdict does not belong to the images shown ("not evaluated" until
+// the first evaluation).
 class LEDWidget : public QWidget
 {
     Q_OBJECT
@@ -14,6 +16,8 @@ public:
     ~LEDWidget() override;
 
     bool isActive() const { return active; }
+    QString caption() const { return captionText; }
+    void setCaption(const QString& text);
 
 public slots:
     void setActive(bool newActive);
@@ -28,4 +32,5 @@ private:
     QColor inactiveColor{0, 255, 0, 255};
     QString activeText = QStringLiteral("SIGNIFICANT\nPATHOLOGY\nDETECTED");
     QString inactiveText = QStringLiteral("NO\nPATHOLOGY\nDETECTED");
+    QString captionText = QStringLiteral("not evaluated");
 };

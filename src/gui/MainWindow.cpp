@@ -5,17 +5,17 @@
 #include "Dialogs.h"
 #include "FrequencyFilter.h"
 
+#include <QFileInfo>
+
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()),
       chain(symmetryEngine, productMatrix, solutionMatrix, nonMaskedMatrix, intervalBases,
             [this] { return currentAOIImages(); },
-            [this] {
-                kelvara::Dialogs::information(this, QString::fromLatin1(kelvara::kCutoffMessageTitle),
-                                              QString::fromLatin1(kelvara::kCutoffMessageText));
-            })
+            [this] { queueCutoffNotice(); })
 {
     // From here on every change made to a control runs its slot.
     ui->setupUi(this);
+    baseTitle = windowTitle();
 
     // Fixed combo boxes. Adding the first item makes it current and runs its slot.
     for (QComboBox* c : {ui->T2FFTFilterComboBox, ui->DWIFFTFilterComboBox, ui->ADCFFTFilterComboBox})
@@ -144,6 +144,58 @@ MainWindow::MainWindow(QWidget* parent)
     ui->label_7->setVisible(false);
 
     on_loadSettingsButton_clicked();
+}
+
+// A press may filter several images, each raising the same notice: it is shown once, after the
+// press.
+void MainWindow::queueCutoffNotice()
+{
+    if (cutoffNoticePending)
+        return;
+    cutoffNoticePending = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            cutoffNoticePending = false;
+            kelvara::Dialogs::information(this, QString::fromLatin1(kelvara::kCutoffMessageTitle),
+                                          QString::fromLatin1(kelvara::kCutoffMessageText));
+        },
+        Qt::QueuedConnection);
+}
+
+QList<AbstractView*> MainWindow::resultViews()
+{
+    return {&fftThresholdT2View,   &fftThresholdDWIView,   &fftThresholdADCView,
+            &fftFilterT2View,      &fftFilterDWIView,      &fftFilterADCView,
+            &symmetryAOIT2View,    &symmetryAOIDWIView,    &symmetryAOIADCView,
+            &dwiAOIView,           &adcAOIView,            &dwiMaskView,
+            &adcMaskView,          &dwiSymMaskView,        &adcSymMaskView,
+            &rawSymmetryT2View,    &rawSymmetryDWIView,    &rawSymmetryADCView,
+            &smoothSymmetryT2View, &smoothSymmetryDWIView, &smoothSymmetryADCView,
+            &symmetryProductView,  &solutionView,          &evaluationView};
+}
+
+void MainWindow::markResultsStale()
+{
+    const QString caption = QStringLiteral("from the previous images - press its button again");
+    for (AbstractView* v : resultViews())
+        if (v->graphicsView() && !v->isStale())
+            v->setStale(true, caption);
+    const QString calculate = QStringLiteral("from the previous images - press Calculate");
+    solutionView.setStale(true, calculate);
+    evaluationView.setStale(true, QStringLiteral("from the previous images - press Determine "
+                                                 "image pathology"));
+    for (QLabel* l : {ui->SusPixels, ui->ResultAvgSignal, ui->ResultAvgSignalNM}) {
+        l->setEnabled(false);
+        l->setToolTip(calculate);
+    }
+    if (ui->PathologyDetectedLabel->caption().isEmpty())
+        ui->PathologyDetectedLabel->setCaption(QStringLiteral("from the previous images"));
+}
+
+void MainWindow::showProjectName(const QString& path)
+{
+    setWindowTitle(baseTitle + QStringLiteral(" - ") + QFileInfo(path).fileName());
 }
 
 MainWindow::~MainWindow()

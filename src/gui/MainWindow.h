@@ -157,6 +157,15 @@ private:
     // Settings and project files (MainWindowFiles.cpp).
     void applyStoredFile(const kelvara::StoredFile& file);
 
+    // What the window says about its state (MainWindow.cpp).
+    void queueCutoffNotice();
+    QList<AbstractView*> resultViews();
+    // After a load replaced an input: every result shown so far belongs to the old images.
+    void markResultsStale();
+    void showProjectName(const QString& path);
+    // A statistic as a label shows it; NaN (nothing to average) says so.
+    static QString statisticText(double value);
+
     // Case loading, overlay registration and the AOI (MainWindowInput.cpp).
     void loadModalityImage(kelvara::Modality m, const QString& path, const QString& kind);
     // The AOI size and position of the controls into the case and the overlay.
@@ -193,4 +202,7 @@ private:
 
     // The analysis chain over the members above: slots read the controls, run it, show results.
     kelvara::AnalysisChain chain;
+
+    QString baseTitle;
+    bool cutoffNoticePending = false;
 };

@@ -36,7 +36,8 @@ void MainWindow::on_SaveProjectButton_clicked()
                                                            QStringLiteral("."), kProjectFilter);
     if (path.isEmpty())
         return;
-    kelvara::ControlFile::project().save(path, controlValues(), caseImages.imageSources());
+    if (kelvara::ControlFile::project().save(path, controlValues(), caseImages.imageSources()))
+        showProjectName(path);
 }
 
 void MainWindow::on_LoadProjectButton_clicked()
@@ -49,9 +50,16 @@ void MainWindow::on_LoadProjectButton_clicked()
     if (!file)
         return;
     // Images first: the scales and the AOI restored after them put every box in place.
-    for (Modality m : kelvara::kModalities)
-        loadModalityImage(m, file->images[int(m)].path, file->images[int(m)].kind);
+    for (Modality m : kelvara::kModalities) {
+        const kelvara::ImageSource& source = file->images[int(m)];
+        loadModalityImage(m,
+                          kelvara::resolveImagePath(source.path, path,
+                                                    kelvara::ImagePathBase::WorkingDirectoryFirst),
+                          source.kind);
+    }
     applyStoredFile(*file);
+    markResultsStale();
+    showProjectName(path);
 }
 
 // Values go through the controls' setters in the file's order, so their slots run as if the

@@ -76,8 +76,16 @@ void MainWindow::loadModalityImage(Modality m, const QString& path, const QStrin
     // A failed DICOM read keeps the previous image, an unreadable BMP gives a null one (the
     // AOI then reads as missing data); either way the AOI is cut again.
     QString error;
-    if (!caseImages.load(m, {path, kind}, &error) && kind == kDicom)
+    const bool loaded = caseImages.load(m, {path, kind}, &error);
+    if (loaded)
+        ui->statusbar->clearMessage();
+    else if (kind == kDicom) // the reader's text names the file and the reason
         ui->statusbar->showMessage(error);
+    else if (kind == kBmp)
+        ui->statusbar->showMessage(
+            QStringLiteral("%1 image: %2").arg(QLatin1String(kelvara::modalityName(m)), error));
+    if (loaded || kind == kBmp)
+        markResultsStale();
     overlayView.setImage(m, caseImages.image(m));
 }
 

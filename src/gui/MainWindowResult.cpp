@@ -4,7 +4,16 @@
 
 #include "Numeric.h"
 
+#include <cmath>
+
 using kelvara::Modality;
+
+QString MainWindow::statisticText(double value)
+{
+    // As QLabel::setNum shows a double.
+    const QString number = QString::number(value);
+    return std::isnan(value) ? number + QStringLiteral(" (no suspicious pixels)") : number;
+}
 
 // Solution list entries carry "KEY;AMPLIFICATION" under Qt::UserRole.
 void MainWindow::on_ResultAddImageButton_clicked()
@@ -54,8 +63,12 @@ void MainWindow::on_ResultCalculateButton_clicked()
     showSurface(solutionView, solutionMatrix.data(), 1.0, c.includeIntervalIn3D, c.resultMin / 255.0,
                 c.resultMax / 255.0);
     ui->SusPixels->setNum(s.suspiciousPixels);
-    ui->ResultAvgSignal->setNum(s.averageSignal);
-    ui->ResultAvgSignalNM->setNum(s.averageSignalNonMasked);
+    ui->ResultAvgSignal->setText(statisticText(s.averageSignal));
+    ui->ResultAvgSignalNM->setText(statisticText(s.averageSignalNonMasked));
+    for (QLabel* l : {ui->SusPixels, ui->ResultAvgSignal, ui->ResultAvgSignalNM}) {
+        l->setEnabled(true);
+        l->setToolTip(QString());
+    }
 }
 
 // Only a user's choice of an item lands here (activated), never an index set by a load.

@@ -3,6 +3,9 @@
 #include "DICOMUtil.h"
 #include "Numeric.h"
 
+#include <QDir>
+#include <QFileInfo>
+
 #include <exception>
 
 namespace kelvara {
@@ -37,6 +40,15 @@ QPointF aoiBoxOrigin(QPointF aoiCentre, double aoiWidth, double aoiHeight, QSize
     const double ph = imageSize.height();
     return QPointF((-aoiWidth * 0.5) + aoiCentre.x() - (-pw) * 0.5 * scale,
                    (-aoiHeight * 0.5) + aoiCentre.y() - (-ph) * 0.5 * scale);
+}
+
+QString resolveImagePath(const QString& path, const QString& projectFile, ImagePathBase base)
+{
+    if (path.isEmpty() || QDir::isAbsolutePath(path))
+        return path;
+    if (base == ImagePathBase::WorkingDirectoryFirst && QFileInfo::exists(path))
+        return path;
+    return QDir::cleanPath(QFileInfo(projectFile).absoluteDir().absoluteFilePath(path));
 }
 
 bool CaseImages::loadBmp(Modality m, const QString& path, QString* error)

@@ -41,6 +41,12 @@ QImage scaleSourceImage(const QImage& base, double factor, SourceScaling scaling
 QPointF aoiBoxOrigin(QPointF aoiCentre, double aoiWidth, double aoiHeight, QSize imageSize,
                      double scale);
 
+// Where a project's image path points. Relative paths are taken from the project's folder; the
+// window first tries the working directory, as it always has, and falls back to the project's
+// folder when the file is not there.
+enum class ImagePathBase { ProjectFolder, WorkingDirectoryFirst };
+QString resolveImagePath(const QString& path, const QString& projectFile, ImagePathBase base);
+
 // One case as both front ends hold it: the three loaded images with the file each came from,
 // their registration scales, the AOI geometry in control units, and the AOI images cut from
 // them. The window feeds its scenes from it, kelvara-batch runs on it directly.
