@@ -8,9 +8,14 @@ FUZZ_SECONDS ?= 60
 
 .PHONY: run test check test-asan build build-asan deps bench fuzz format clean demo samples
 
-# From the samples folder, so that samples/config.cfg is the settings file read at start-up.
+# From a scratch copy of the samples under the build folder: its config.cfg is the settings file
+# read at start-up, and "Save default settings" there never touches the repository's files.
+# Files already in the copy are kept, so saved settings survive the next run.
+RUN_DIR ?= $(BUILD)/samples
 run: build
-	cd samples && $(abspath $(BUILD))/src/app/kelvara
+	mkdir -p $(RUN_DIR)
+	cp -rn samples/config.cfg samples/*.kelvara samples/lesion samples/healthy $(RUN_DIR)/
+	cd $(RUN_DIR) && $(abspath $(BUILD))/src/app/kelvara
 
 # The headless analysis of both sample cases.
 demo: deps
