@@ -2,15 +2,32 @@
 
 #include <QString>
 
+#include <utility>
+
 namespace kelvara {
 
 // Where a modality's image came from, as a project records it: the file path and its kind
-// ("BMP" or "DICOM"); both empty when nothing was loaded.
+// ("BMP" or "DICOM"); both empty when nothing was loaded. A DICOM path may name a folder of
+// series; then the series, the slice and the b-value choose the image (each optional: unset is
+// empty, -1 and a negative b-value), and the scale may follow the pixel spacing ("auto").
 struct ImageSource
 {
+    ImageSource() = default;
+    ImageSource(QString path, QString kind) : path(std::move(path)), kind(std::move(kind)) {}
+
     QString path;
     QString kind;
-    bool operator==(const ImageSource& o) const { return path == o.path && kind == o.kind; }
+    QString series;
+    int slice = -1;
+    double bValue = -1.0;
+    bool autoScale = false;
+
+    bool choosesImage() const { return !series.isEmpty() || slice >= 0 || bValue >= 0.0; }
+    bool operator==(const ImageSource& o) const
+    {
+        return path == o.path && kind == o.kind && series == o.series && slice == o.slice &&
+               bValue == o.bValue && autoScale == o.autoScale;
+    }
 };
 
 } // namespace kelvara

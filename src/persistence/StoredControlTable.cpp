@@ -247,6 +247,11 @@ const QString kText = QStringLiteral("Text");
 const QString kData = QStringLiteral("Data");
 const QString kPath = QStringLiteral("Path");
 const QString kType = QStringLiteral("Type");
+const QString kSeries = QStringLiteral("Series");
+const QString kSlice = QStringLiteral("Slice");
+const QString kBValue = QStringLiteral("BValue");
+const QString kScale = QStringLiteral("Scale");
+const QString kAuto = QStringLiteral("auto");
 
 // QJsonObject is a value type, so a nested member is copied out, changed and put back.
 void insertAt(QJsonObject& object, const QStringList& path, int depth, const QJsonValue& value)
@@ -310,6 +315,13 @@ QJsonObject StoredControlTable::build(FileLayout layout, const ControlValues& va
             const ImageSource& source = images[std::size_t(m)];
             insertAt(root, {name(m), kPath}, 0, source.path);
             insertAt(root, {name(m), kType}, 0, source.kind);
+            // The series keys only when in use, so single-file projects stay as they were.
+            if (!source.series.isEmpty())
+                insertAt(root, {name(m), kSeries}, 0, source.series);
+            if (source.slice >= 0)
+                insertAt(root, {name(m), kSlice}, 0, source.slice);
+            if (source.bValue >= 0.0)
+                insertAt(root, {name(m), kBValue}, 0, source.bValue);
         }
     }
     // The fields are reached through non-const accessors; a copy keeps the caller's values
@@ -319,6 +331,10 @@ QJsonObject StoredControlTable::build(FileLayout layout, const ControlValues& va
         const QJsonValue json = std::visit([](auto* p) { return QJsonValue(*p); }, key.field(v));
         insertAt(root, key.path, 0, json);
     }
+    if (layout == FileLayout::Project)
+        for (Modality m : kModalities)
+            if (images[std::size_t(m)].autoScale)
+                insertAt(root, {name(m), kScale}, 0, kAuto);
     QJsonArray program;
     for (const ProgramItem& item : values.program)
         program.append(QJsonObject{{kText, item.text}, {kData, item.data}});
@@ -332,8 +348,16 @@ StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root)
     if (layout == FileLayout::Project) {
         for (Modality m : kModalities) {
             const QJsonObject object = root.value(name(m)).toObject();
-            file.images[std::size_t(m)] = {object.value(kPath).toString(),
-                                           object.value(kType).toString()};
+            ImageSource& source = file.images[std::size_t(m)];
+            source.path = object.value(kPath).toString();
+            source.kind = object.value(kType).toString();
+            source.series = object.value(kSeries).toString();
+            const QJsonValue slice = object.value(kSlice);
+            if (slice.isDouble())
+                source.slice = truncToInt(slice.toDouble());
+            source.bValue = object.value(kBValue).toDouble(-1.0);
+            // "auto" reads as scale 0 in the control until the loaded images give the scale.
+            source.autoScale = object.value(kScale).toString() == kAuto;
         }
     }
     const QList<Key>& keys = keysOf(layout);
