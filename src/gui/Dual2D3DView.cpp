@@ -74,6 +74,8 @@ Dual2D3DView::Dual2D3DView() : graph(new Q3DSurface())
     graph->axisZ()->setTitle(QStringLiteral("image column"));
     for (QValue3DAxis* axis : {graph->axisX(), graph->axisY(), graph->axisZ()})
         axis->setTitleVisible(true);
+    // Without labels only the titles have a frame, which makes them harder to read.
+    graph->activeTheme()->setLabelBorderEnabled(false);
 }
 
 Dual2D3DView::~Dual2D3DView()

@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QSlider>
 
 #include <algorithm>
@@ -143,10 +144,32 @@ void MainWindow::frameAOI(AbstractView& view, QSlider* slider)
     graphics->centerOn(box.center());
 }
 
-// The form was drawn for a tall screen. Its pages scroll when the window is smaller than they
-// are, so every control stays reachable, and the window opens no larger than the screen.
+namespace {
+
+// A column of controls taller than a laptop screen scrolls on its own, beside its view.
+void scrollVertically(QBoxLayout* layout, QWidget* column)
+{
+    auto* scroll = new QScrollArea(column->parentWidget());
+    scroll->setObjectName(column->objectName() + QStringLiteral("ScrollArea"));
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    layout->replaceWidget(column, scroll);
+    scroll->setWidget(column);
+    scroll->setMinimumWidth(column->minimumSizeHint().width() +
+                            scroll->verticalScrollBar()->sizeHint().width());
+}
+
+} // namespace
+
+// The form was drawn for a tall screen. The two tall columns of controls scroll beside their
+// views, and the pages as a whole scroll when the window is smaller still, so every control
+// stays reachable; the window opens no larger than the screen.
 void MainWindow::fitToSmallScreens()
 {
+    scrollVertically(ui->horizontalLayout_1, ui->groupBox_7);
+    scrollVertically(ui->horizontalLayout_66, ui->groupBox_50);
+
     auto* scroll = new QScrollArea(ui->centralwidget);
     scroll->setObjectName(QStringLiteral("tabScrollArea"));
     scroll->setWidgetResizable(true);
