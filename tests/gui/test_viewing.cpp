@@ -266,6 +266,8 @@ private slots:
             window->resize(laptop);
             QCoreApplication::processEvents();
             QCOMPARE(window->size(), laptop);
+            // The page fits whole where it is shown: nothing to scroll to.
+            QVERIFY(ui->tabWidget->parentWidget()->rect().contains(ui->tabWidget->geometry()));
             QVERIFY(ui->statusbar->isVisible());
             QVERIFY(window->rect().contains(ui->statusbar->geometry()));
             QVERIFY(readout->isVisible());
