@@ -19,6 +19,9 @@
 
 namespace {
 
+// Entries of the camera combo that are presets; a custom entry may follow them.
+constexpr int kPresetCount = 7;
+
 // A sinc-like bump shown until the first result arrives. Single precision throughout, so the
 // grid lands exactly where the float arithmetic puts it (the last step stops just short of 10).
 QSurfaceDataArray* placeholderSurface()
@@ -64,6 +67,15 @@ Dual2D3DView::Dual2D3DView() : graph(new Q3DSurface())
     graph->axisX()->setLabelFormat(QString(""));
     graph->axisY()->setLabelFormat(QString(""));
     graph->axisZ()->setLabelFormat(QString(""));
+    // The titles do tell which way is which: setSurfaceData puts the image row on x and the
+    // image column on z.
+    graph->axisX()->setTitle(QStringLiteral("image row"));
+    graph->axisY()->setTitle(QStringLiteral("value"));
+    graph->axisZ()->setTitle(QStringLiteral("image column"));
+    for (QValue3DAxis* axis : {graph->axisX(), graph->axisY(), graph->axisZ()})
+        axis->setTitleVisible(true);
+    // Without labels only the titles have a frame, which makes them harder to read.
+    graph->activeTheme()->setLabelBorderEnabled(false);
 }
 
 Dual2D3DView::~Dual2D3DView()
@@ -101,16 +113,36 @@ void Dual2D3DView::attachGraph(QWidget* parent, QBoxLayout* layout, QComboBox* c
         for (const QString& text : cameraTexts())
             cameraCombo->addItem(text);
         cameraCombo->setCurrentIndex(6);
-        connect(cameraCombo, &QComboBox::activated, this, &Dual2D3DView::setCameraPreset);
+        camera = cameraCombo;
+        connect(cameraCombo, &QComboBox::activated, this, &Dual2D3DView::chooseCameraPreset);
     }
     if (saveButton)
         connect(saveButton, &QPushButton::clicked, this, &Dual2D3DView::save3DImage);
 
-    Q3DCamera* camera = graph->scene()->activeCamera();
-    camera->setCameraPreset(Q3DCamera::CameraPresetDirectlyAbove);
-    camera->setXRotation(-90.0f);
+    Q3DCamera* activeCamera = graph->scene()->activeCamera();
+    activeCamera->setCameraPreset(Q3DCamera::CameraPresetDirectlyAbove);
+    activeCamera->setXRotation(-90.0f);
     graph->setOrthoProjection(true);
+    connect(activeCamera, &Q3DCamera::xRotationChanged, this, &Dual2D3DView::cameraTurned);
+    connect(activeCamera, &Q3DCamera::yRotationChanged, this, &Dual2D3DView::cameraTurned);
     graph->show();
+}
+
+void Dual2D3DView::chooseCameraPreset(int index)
+{
+    // Back at a preset: the custom entry goes until the user turns the camera again.
+    if (camera && index >= 0 && index < kPresetCount && camera->count() > kPresetCount)
+        camera->removeItem(camera->count() - 1);
+    setCameraPreset(index);
+}
+
+void Dual2D3DView::cameraTurned()
+{
+    if (applyingPreset || !camera)
+        return;
+    if (camera->count() == kPresetCount)
+        camera->addItem(customCameraText());
+    camera->setCurrentIndex(camera->count() - 1);
 }
 
 void Dual2D3DView::setCameraPreset(int index)
@@ -122,15 +154,17 @@ void Dual2D3DView::setCameraPreset(int index)
         Q3DCamera::CameraPresetDirectlyAbove};
     if (!graph || index < 0 || index > 6)
         return;
-    Q3DCamera* camera = graph->scene()->activeCamera();
-    camera->setCameraPreset(presets[index]);
+    applyingPreset = true;
+    Q3DCamera* activeCamera = graph->scene()->activeCamera();
+    activeCamera->setCameraPreset(presets[index]);
     if (index == 6) {
         // Looking straight down at the image, rows left to right as in the 2D view.
-        camera->setXRotation(-90.0f);
+        activeCamera->setXRotation(-90.0f);
         graph->setOrthoProjection(true);
     } else {
         graph->setOrthoProjection(false);
     }
+    applyingPreset = false;
 }
 
 void Dual2D3DView::setSurfaceData(const double* const* values, int halfWidth, int height,
@@ -145,6 +179,15 @@ void Dual2D3DView::setSurfaceData(const double* const* values, int halfWidth, in
     const int x1 = std::min(kCanvasSize, kCentre + std::max(halfWidth, 0));
     const int y0 = std::max(0, kCentre - std::max(halfHeight, 0));
     const int y1 = std::min(kCanvasSize, kCentre + std::max(halfHeight, 0));
+
+    // Kept whole for the readout: the 2D image shows the entire canvas, not only the box.
+    if (values) {
+        plane.resize(std::size_t(kCanvasSize) * kCanvasSize);
+        for (int x = 0; x < kCanvasSize; ++x)
+            std::copy(values[x], values[x] + kCanvasSize, plane.begin() + std::ptrdiff_t(x) * kCanvasSize);
+    } else {
+        plane.clear();
+    }
 
     auto* array = new QSurfaceDataArray;
     if (values && x1 > x0 && y1 > y0) {
@@ -166,6 +209,22 @@ void Dual2D3DView::setSurfaceData(const double* const* values, int halfWidth, in
     graph->seriesList().at(0)->dataProxy()->resetArray(array);
     graph->axisY()->setRange(float(yMin), float(yMax));
     setGraphGrey(false);
+}
+
+void Dual2D3DView::setImage(const QImage& image)
+{
+    plane.clear();
+    T2_View::setImage(image);
+}
+
+QString Dual2D3DView::readout(QPointF p) const
+{
+    int x = 0;
+    int y = 0;
+    if (plane.empty() || !pixelAt(p, x, y) || x >= kCanvasSize || y >= kCanvasSize)
+        return T2_View::readout(p);
+    const double value = plane[std::size_t(x) * kCanvasSize + std::size_t(y)];
+    return QStringLiteral("x %1, y %2: value %3").arg(x).arg(y).arg(QString::number(value, 'g', 6));
 }
 
 void Dual2D3DView::setStale(bool stale, const QString& caption)

@@ -6,6 +6,8 @@
 #include <QWidget>
 #include <QtDataVisualization/Q3DSurface>
 
+#include <vector>
+
 class QBoxLayout;
 class QComboBox;
 class QPushButton;
@@ -30,11 +32,20 @@ public:
     // Indexes of the camera combo; others (including -1) change nothing.
     void setCameraPreset(int index);
 
+    // Shown in the camera combo, after the presets, while the camera is where the user's mouse
+    // turned it rather than at a preset.
+    static QString customCameraText() { return QStringLiteral("Custom view"); }
+
     // One surface row per canvas column of the AOI box, one point per canvas row. `values`
     // holds kCanvasSize column pointers of kCanvasSize values; boxes reaching beyond the canvas
     // are clipped to it.
     void setSurfaceData(const double* const* values, int halfWidth, int height, double yMin,
                         double yMax, bool useInterval, double lo, double hi);
+
+    // A new image: the plane values of the previous one no longer belong to it.
+    void setImage(const QImage& image) override;
+    // The plane value under `p` while the image has one (setSurfaceData), else the grey level.
+    QString readout(QPointF p) const override;
 
     // The graph goes grey with the 2D view, and back to its colours with new data.
     void setStale(bool stale, const QString& caption = QString()) override;
@@ -50,7 +61,15 @@ public:
 
 private:
     void setGraphGrey(bool grey);
+    void chooseCameraPreset(int index);
+    void cameraTurned();
 
     QPointer<Q3DSurface> graph;
     QPointer<QWidget> graphContainer;
+    QPointer<QComboBox> camera;
+    // Set while a preset moves the camera, so that move is not taken for the user's.
+    bool applyingPreset = false;
+    // The plane behind the shown image, column by column (kCanvasSize x kCanvasSize); empty
+    // when the image has none.
+    std::vector<double> plane;
 };

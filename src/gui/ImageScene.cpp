@@ -7,6 +7,8 @@
 #include <QGraphicsScene>
 #include <QPen>
 
+#include <cmath>
+
 ImageScene::ImageScene()
 {
     pixmap = new MidLinePixmapItem();
@@ -59,6 +61,25 @@ void ImageScene::setBoxHeight(double v)
 {
     height = v;
     box->setRect(0, 0, 2 * halfWidth, v);
+}
+
+bool ImageScene::pixelAt(QPointF p, int& x, int& y) const
+{
+    if (!hasImage)
+        return false;
+    const QPointF local = pixmap->mapFromScene(p);
+    x = int(std::floor(local.x()));
+    y = int(std::floor(local.y()));
+    return shown.valid(x, y);
+}
+
+QString ImageScene::readout(QPointF p) const
+{
+    int x = 0;
+    int y = 0;
+    if (!pixelAt(p, x, y))
+        return positionText(p);
+    return QStringLiteral("x %1, y %2: grey %3").arg(x).arg(y).arg(qGray(shown.pixel(x, y)));
 }
 
 void ImageScene::saveShownImage()

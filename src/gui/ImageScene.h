@@ -16,7 +16,7 @@ class ImageScene : public AbstractView
 public:
     ~ImageScene() override;
 
-    void setImage(const QImage& image);
+    virtual void setImage(const QImage& image);
     const QImage& image() const { return shown; }
     bool imageSet() const { return hasImage; }
 
@@ -33,6 +33,9 @@ public:
     bool isBoxVisible() const { return boxVisible; }
     bool isMidlineVisible() const { return midlineVisible; }
 
+    // The grey level of the shown image under `p`.
+    QString readout(QPointF p) const override;
+
     MidLinePixmapItem* pixmapItem() const { return pixmap; }
     QGraphicsEllipseItem* boxItem() const { return box; }
 
@@ -41,6 +44,8 @@ protected:
 
     // The shown pixmap as it is (no zoom, no midline) written to a PNG the user names.
     void saveShownImage();
+    // The pixel of the shown image under scene point `p`; false outside it.
+    bool pixelAt(QPointF p, int& x, int& y) const;
 
     QImage shown;
     MidLinePixmapItem* pixmap = nullptr;

@@ -135,6 +135,8 @@ MainWindow::MainWindow(QWidget* parent)
         b.scene->setBoxVisible(false);
     }
 
+    setUpViewingAids();
+
     // AOI start-up geometry from the cell spin boxes; the extraction is already due to run.
     applyAOISize();
 

@@ -18,6 +18,9 @@
 
 #include <memory>
 
+class QLabel;
+class QSlider;
+
 namespace Ui {
 class MainWindow;
 }
@@ -41,6 +44,10 @@ public:
 
     // The case the window shows: images, their files and scales, the AOI.
     const kelvara::CaseImages& caseModel() const { return caseImages; }
+
+    // The planes behind the symmetry and product views, as the engines hold them.
+    const SymmetryEngine& symmetry() const { return symmetryEngine; }
+    const ResultMatrix& product() const { return productMatrix; }
 
 private slots:
     void on_OverlayImgLoadT2_BMP_clicked();
@@ -174,7 +181,19 @@ private:
     // Called after every AOI size change and at start-up.
     void resizeSymmetryEngine();
 
+    // Viewing aids (MainWindowViewing.cpp): mouse zoom and fit, the status bar readout, the
+    // AOI in numbers and by mouse, a window that fits a laptop screen.
+    void setUpViewingAids();
+    void fitToSmallScreens();
+    void zoomByWheel(AbstractView& view, QSlider* slider, int angle);
+    void frameAOI(AbstractView& view, QSlider* slider);
+    void dragAOI(QPointF centre);
+    void showAOIGeometry();
+
     std::unique_ptr<Ui::MainWindow> ui;
+    QLabel* viewReadout = nullptr;
+    QLabel* aoiSizeLabel = nullptr;
+    QLabel* aoiPositionLabel = nullptr;
 
     // 2D/3D result views: raw and smooth symmetries, product, solution, evaluation.
     Dual2D3DView rawSymmetryT2View, rawSymmetryDWIView, rawSymmetryADCView;

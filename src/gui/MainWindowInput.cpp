@@ -192,12 +192,14 @@ void MainWindow::applyAOISize()
                            ui->VStep->value());
     overlayView.setAOISize(caseImages.boxHalfWidth(), caseImages.boxHeight());
     resizeSymmetryEngine();
+    showAOIGeometry();
 }
 
 void MainWindow::applyAOIPosition()
 {
     caseImages.setAOIPosition(ui->horizontalSlider->value(), ui->verticalSlider->value());
     overlayView.setAOICentre(caseImages.aoiCentre());
+    showAOIGeometry();
 }
 
 void MainWindow::resizeSymmetryEngine()

@@ -6,6 +6,8 @@
 #include <QImage>
 #include <QPointF>
 
+#include <array>
+
 class QGraphicsEllipseItem;
 class TransparentPixmapItem;
 
@@ -39,8 +41,24 @@ public:
     TransparentPixmapItem* item(kelvara::Modality m) const;
     QGraphicsEllipseItem* aoiEllipse() const { return aoiItem; }
 
+    // The grey level of the topmost image drawn under `p`, with its modality and pixel.
+    QString readout(QPointF p) const override;
+
+signals:
+    // The user drags the AOI ellipse: where its centre would go, in scene units.
+    void aoiDragged(QPointF centre);
+
+protected:
+    bool viewportMouseEvent(QEvent::Type type, QPointF p, Qt::MouseButton button) override;
+
 private:
     void updateAOIRect();
+    bool onAOI(QPointF p) const;
+
+    std::array<QImage, 3> images;
+    bool dragging = false;
+    QPointF dragStart;
+    QPointF centreAtDragStart;
 
     TransparentPixmapItem* t2Item = nullptr;
     TransparentPixmapItem* dwiItem = nullptr;
