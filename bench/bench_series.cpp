@@ -30,15 +30,15 @@ const QTemporaryDir& folder()
             DcmFileFormat file;
             DcmDataset* ds = file.getDataset();
             ds->putAndInsertString(DCM_SOPClassUID, UID_MRImageStorage);
-            ds->putAndInsertString(DCM_SOPInstanceUID,
-                                   QByteArray("1.2.826.0.1.3680043.2.1143.7.") +
-                                       QByteArray::number(i));
+            ds->putAndInsertString(DCM_SOPInstanceUID, QByteArray("1.2.826.0.1.3680043.2.1143.7.") +
+                                                           QByteArray::number(i));
             ds->putAndInsertString(DCM_SeriesInstanceUID,
                                    QByteArray("1.2.826.0.1.3680043.2.1143.6.") +
                                        QByteArray::number(series));
             ds->putAndInsertString(DCM_Modality, "MR");
             ds->putAndInsertString(DCM_SeriesDescription, "t2_tse_tra");
-            ds->putAndInsertString(DCM_InstanceNumber, QByteArray::number(kSlicesPerSeries - slice));
+            ds->putAndInsertString(DCM_InstanceNumber,
+                                   QByteArray::number(kSlicesPerSeries - slice));
             ds->putAndInsertString(DCM_ImageOrientationPatient, "1\\0\\0\\0\\1\\0");
             ds->putAndInsertString(DCM_ImagePositionPatient,
                                    QByteArray("-100\\-100\\") + QByteArray::number(3.0 * slice));

@@ -81,8 +81,8 @@ QString batchUsage()
         "  --help                           show this text\n"
         "  --version                        show the version\n"
         "\n"
-        "Exit status: 0 success, 1 a case failed (the others are still processed), 2 usage "
-        "error.\n")
+        "Exit status: 0 success, 1 a case failed (the others are still processed) or the\n"
+        "--list-series PATH cannot be read or holds no image, 2 usage error.\n")
         .arg(range(kSmallArea), range(kPathology), range(kFactor), range(kAmplification[0]));
 }
 

@@ -47,8 +47,8 @@ int listSeries(const QString& path)
             out += seriesListRow(s).join(QLatin1Char('\t')).toUtf8() + '\n';
         if (std::fwrite(out.constData(), 1, size_t(out.size()), stdout) != size_t(out.size()) ||
             std::fflush(stdout) != 0) {
-            printErr(QStringLiteral("kelvara-batch: cannot write the series list of '%1'")
-                         .arg(path));
+            printErr(
+                QStringLiteral("kelvara-batch: cannot write the series list of '%1'").arg(path));
             return 1;
         }
         return 0;

@@ -105,7 +105,8 @@ QImage DICOMUtil::loadImage(const QString& path, int frameNo)
             kelvara::DicomPixelFrame::read(dataset, path, uint32_t(frameNo));
         // Any other colour model (YBR, PALETTE COLOR) goes the grey way, one sample per pixel.
         const bool colour = firstValue(dataset, DCM_PhotometricInterpretation) == "RGB";
-        DcmItem* voi = kelvara::functionalGroup(dataset, DCM_FrameVOILUTSequence, uint32_t(frameNo));
+        DcmItem* voi =
+            kelvara::functionalGroup(dataset, DCM_FrameVOILUTSequence, uint32_t(frameNo));
         DcmItem& window = voi && voi->tagExists(DCM_WindowCenter) ? *voi : dataset;
         return windowedImage(frame, colour, firstValue(window, DCM_WindowCenter),
                              firstValue(window, DCM_WindowWidth), path);

@@ -10,8 +10,8 @@ DcmItem* functionalGroup(DcmItem& dataset, const DcmTagKey& macro, uint32_t fram
 {
     DcmItem* group = nullptr;
     DcmItem* item = nullptr;
-    if (dataset.findAndGetSequenceItem(DCM_PerFrameFunctionalGroupsSequence, group,
-                                       long(frame)).good() &&
+    if (dataset.findAndGetSequenceItem(DCM_PerFrameFunctionalGroupsSequence, group, long(frame))
+            .good() &&
         group && group->findAndGetSequenceItem(macro, item, 0).good() && item)
         return item;
     if (dataset.findAndGetSequenceItem(DCM_SharedFunctionalGroupsSequence, group, 0).good() &&

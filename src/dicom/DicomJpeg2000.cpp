@@ -189,8 +189,8 @@ std::vector<uint8_t> jpeg2000Frame(DcmPixelSequence& sequence, const Jpeg2000Tar
         position += 8 + uint64_t(f.length);
     }
     if (stream.empty() && target.frame > 0)
-        throw DicomError(path, QStringLiteral("no JPEG 2000 fragment belongs to frame %1")
-                                   .arg(target.frame));
+        throw DicomError(
+            path, QStringLiteral("no JPEG 2000 fragment belongs to frame %1").arg(target.frame));
     return stream;
 }
 

@@ -342,8 +342,8 @@ FrameBytes readJpeg2000Frame(DcmPixelData& pixelData, E_TransferSyntax syntax,
     DcmPixelSequence* fragments = nullptr;
     if (pixelData.getEncapsulatedRepresentation(syntax, parameter, fragments).bad() || !fragments)
         throw DicomError(path, QStringLiteral("the compressed Pixel Data cannot be read"));
-    const Jpeg2000Target target{l.columns, l.rows, l.samplesPerPixel, l.bitsAllocated, l.frames,
-                                frame};
+    const Jpeg2000Target target{l.columns,       l.rows,   l.samplesPerPixel,
+                                l.bitsAllocated, l.frames, frame};
     return decodeJpeg2000(jpeg2000Frame(*fragments, target, path), target, path);
 }
 

@@ -124,7 +124,8 @@ struct FileImages
 };
 
 // Number of Frames must be backed by the Pixel Data, or a few header bytes could make the scan
-// list millions of images.
+// list millions of images. A frame takes at least one sample per pixel (4:2:2 colour stores two
+// for three); the exact layout is checked when a frame is read.
 void checkFrameCount(DcmDataset& dataset, DcmElement& pixelData, uint64_t frames,
                      const QString& file)
 {
@@ -142,13 +143,11 @@ void checkFrameCount(DcmDataset& dataset, DcmElement& pixelData, uint64_t frames
                                        .arg(fragments->card() - 1));
         return;
     }
-    Uint16 rows = 0, columns = 0, bits = 0, samples = 1;
+    Uint16 rows = 0, columns = 0, bits = 0;
     dataset.findAndGetUint16(DCM_Rows, rows);
     dataset.findAndGetUint16(DCM_Columns, columns);
     dataset.findAndGetUint16(DCM_BitsAllocated, bits);
-    dataset.findAndGetUint16(DCM_SamplesPerPixel, samples);
-    const uint64_t frameBits =
-        std::max<uint64_t>(uint64_t(rows) * columns * std::max<Uint16>(samples, 1) * bits, 1);
+    const uint64_t frameBits = std::max<uint64_t>(uint64_t(rows) * columns * bits, 1);
     if (frames > uint64_t(pixelData.getLength()) * 8 / frameBits)
         throw DicomError(file, QStringLiteral("Number of Frames is %1 but the Pixel Data holds "
                                               "%2 bytes")
@@ -156,37 +155,32 @@ void checkFrameCount(DcmDataset& dataset, DcmElement& pixelData, uint64_t frames
                                    .arg(pixelData.getLength()));
 }
 
-// DCMTK logs its parse errors to standard error; for a file that is not DICOM they are noise.
+// DCMTK logs what it tolerates or fails to parse to standard error. Failures reach the user as
+// this reader's own messages; the rest, and anything about files that are not DICOM, is noise.
 class QuietDcmtk
 {
 public:
-    explicit QuietDcmtk(bool quiet) : level(DCM_dcmdataLogger.getLogLevel()), quiet(quiet)
+    QuietDcmtk() : level(DCM_dcmdataLogger.getLogLevel())
     {
-        if (quiet)
-            DCM_dcmdataLogger.setLogLevel(dcmtk::log4cplus::OFF_LOG_LEVEL);
+        DCM_dcmdataLogger.setLogLevel(dcmtk::log4cplus::OFF_LOG_LEVEL);
     }
-    ~QuietDcmtk()
-    {
-        if (quiet)
-            DCM_dcmdataLogger.setLogLevel(level);
-    }
+    ~QuietDcmtk() { DCM_dcmdataLogger.setLogLevel(level); }
     QuietDcmtk(const QuietDcmtk&) = delete;
     QuietDcmtk& operator=(const QuietDcmtk&) = delete;
 
 private:
     dcmtk::log4cplus::LogLevel level;
-    bool quiet;
 };
 
-FileImages readFileImages(const QString& file, bool quiet = false)
+FileImages readFileImages(const QString& file)
 {
     checkDicomStructure(file);
-    const QuietDcmtk silence(quiet);
+    const QuietDcmtk silence;
     DcmFileFormat format;
     // Values longer than DCMTK's read limit, the Pixel Data above all, stay in the file.
     const OFCondition status =
-        format.loadFile(OFFilename(QFile::encodeName(file).constData()), EXS_Unknown,
-                        EGL_noChange, DCM_MaxReadLength, ERM_autoDetect);
+        format.loadFile(OFFilename(QFile::encodeName(file).constData()), EXS_Unknown, EGL_noChange,
+                        DCM_MaxReadLength, ERM_autoDetect);
     if (status.bad())
         throw DicomError(file, QLatin1String(status.text()));
     DcmDataset& ds = *format.getDataset();
@@ -213,10 +207,10 @@ FileImages readFileImages(const QString& file, bool quiet = false)
         image.file = file;
         image.frame = int(f);
         image.instanceNumber = instance;
-        image.position = frameNumbers<3>(ds, DCM_PlanePositionSequence,
-                                         DCM_ImagePositionPatient, f);
-        image.orientation = frameNumbers<6>(ds, DCM_PlaneOrientationSequence,
-                                            DCM_ImageOrientationPatient, f);
+        image.position =
+            frameNumbers<3>(ds, DCM_PlanePositionSequence, DCM_ImagePositionPatient, f);
+        image.orientation =
+            frameNumbers<6>(ds, DCM_PlaneOrientationSequence, DCM_ImageOrientationPatient, f);
         if (image.position && image.orientation)
             image.normalPosition = along(*image.orientation, *image.position);
         if (const auto spacing =
@@ -250,8 +244,8 @@ void summarise(DicomSeries& s)
     s.orientation = first.orientation;
     std::vector<double> positions;
     for (const DicomSeriesImage& image : s.images) {
-        s.mixedOrientations = s.mixedOrientations || !sameOrientation(image.orientation,
-                                                                      s.orientation);
+        s.mixedOrientations =
+            s.mixedOrientations || !sameOrientation(image.orientation, s.orientation);
         if (std::isnan(s.pixelSpacing[0]) && !std::isnan(image.pixelSpacing[0]))
             s.pixelSpacing = image.pixelSpacing;
         if (std::isnan(s.sliceThickness))
@@ -348,8 +342,8 @@ DicomScan scanDicomSeries(const QString& path)
 {
     const QFileInfo info(path);
     if (path.isEmpty() || !info.exists())
-        throw DicomError(QStringLiteral("Cannot read DICOM series from \"%1\": it does not exist")
-                             .arg(path));
+        throw DicomError(
+            QStringLiteral("Cannot read DICOM series from \"%1\": it does not exist").arg(path));
     DicomScan scan;
     scan.path = path;
     std::map<QString, DicomSeries> byUid;
@@ -383,7 +377,7 @@ DicomScan scanDicomSeries(const QString& path)
                 const QString file = dir.filePath(name);
                 const bool dicom = hasDicomPreamble(file);
                 try {
-                    FileImages found = readFileImages(file, !dicom);
+                    FileImages found = readFileImages(file);
                     if (!found.images.empty())
                         add(std::move(found));
                 } catch (const DicomError& e) {

@@ -34,7 +34,7 @@ struct Frame
 {
     int id = 0; // selects the pixel pattern
     std::array<double, 3> position{};
-    double b = -1; // none when negative
+    double b = -1;                      // none when negative
     QByteArray center = {}, width = {}; // no window when null
 };
 
@@ -73,8 +73,8 @@ bool writeDicom(const QString& path, const Header& h, const std::vector<Frame>& 
 {
     DcmFileFormat file;
     DcmDataset* d = file.getDataset();
-    d->putAndInsertString(DCM_SOPClassUID, h.enhanced ? UID_EnhancedMRImageStorage
-                                                      : UID_MRImageStorage);
+    d->putAndInsertString(DCM_SOPClassUID,
+                          h.enhanced ? UID_EnhancedMRImageStorage : UID_MRImageStorage);
     d->putAndInsertString(DCM_SOPInstanceUID, "1.2.826.0.1.3680043.2.1143.9");
     d->putAndInsertString(DCM_SeriesInstanceUID, h.uid.constData());
     d->putAndInsertString(DCM_Modality, h.modality.constData());
@@ -143,12 +143,12 @@ bool writeDicom(const QString& path, const Header& h, const std::vector<Frame>& 
                     bytes.back() = char(bytes.back() | (v << (bit % 8)));
             }
     const OFCondition put =
-        h.bits == 16 ? d->putAndInsertUint16Array(DCM_PixelData, words.data(), Uint32(words.size()))
-                     : d->putAndInsertUint8Array(DCM_PixelData,
-                                                 reinterpret_cast<const Uint8*>(bytes.data()),
-                                                 Uint32(bytes.size()));
-    if (put.bad() || (DcmXfer(syntax).isEncapsulated() &&
-                      d->chooseRepresentation(syntax, nullptr).bad()))
+        h.bits == 16
+            ? d->putAndInsertUint16Array(DCM_PixelData, words.data(), Uint32(words.size()))
+            : d->putAndInsertUint8Array(DCM_PixelData, reinterpret_cast<const Uint8*>(bytes.data()),
+                                        Uint32(bytes.size()));
+    if (put.bad() ||
+        (DcmXfer(syntax).isEncapsulated() && d->chooseRepresentation(syntax, nullptr).bad()))
         return false;
     return file.saveFile(OFFilename(QFile::encodeName(path).constData()), syntax).good();
 }
@@ -173,14 +173,14 @@ bool writeJpeg2000(const QString& path, int frames, const QByteArray& table,
     auto* sequence = new DcmPixelSequence(DCM_PixelSequenceTag);
     for (const QByteArray& bytes : QByteArrayList{table} + fragments) {
         auto* item = new DcmPixelItem(DCM_PixelItemTag);
-        item->putUint8Array(reinterpret_cast<const Uint8*>(bytes.constData()), Uint32(bytes.size()));
+        item->putUint8Array(reinterpret_cast<const Uint8*>(bytes.constData()),
+                            Uint32(bytes.size()));
         sequence->insert(item);
     }
     auto* pixelData = new DcmPixelData(DCM_PixelData);
     pixelData->putOriginalRepresentation(EXS_JPEG2000LosslessOnly, nullptr, sequence);
     d->insert(pixelData);
-    return file.saveFile(OFFilename(QFile::encodeName(path).constData()),
-                         EXS_JPEG2000LosslessOnly)
+    return file.saveFile(OFFilename(QFile::encodeName(path).constData()), EXS_JPEG2000LosslessOnly)
         .good();
 }
 
@@ -231,7 +231,10 @@ private slots:
 
 private:
     QString folder() const { return dir.filePath(QStringLiteral("exam")); }
-    QString other(const QString& name) const { return dir.filePath(QStringLiteral("other/") + name); }
+    QString other(const QString& name) const
+    {
+        return dir.filePath(QStringLiteral("other/") + name);
+    }
 
     QTemporaryDir dir;
     DicomScan scan;
@@ -300,7 +303,7 @@ void TestDicomSeries::initTestCase()
     QVERIFY(writeDicom(exam.filePath(QStringLiteral("adc")), adc, frames));
     for (int s = 0; s < 6; ++s)
         order["1.2.3.4"] << QStringLiteral("adc#%1").arg(std::find(kAdcOrder, kAdcOrder + 6, s) -
-                                                          kAdcOrder);
+                                                         kAdcOrder);
     QFile notes(exam.filePath(QStringLiteral("notes.txt")));
     QVERIFY(notes.open(QIODevice::WriteOnly) && notes.write("Patient 7: T2 and DWI\n") > 0);
     notes.close();
@@ -317,21 +320,23 @@ void TestDicomSeries::initTestCase()
         QVERIFY(writeDicom(other(QStringLiteral("bits%1").arg(bits)), small, {{0}, {1}, {2}},
                            bits == 8 ? EXS_BigEndianExplicit : EXS_LittleEndianExplicit));
         for (int id = 0; id < 3; ++id)
-            QVERIFY(writeDicom(other(QStringLiteral("bits%1-ref%2").arg(bits).arg(id)), small,
-                               {{id}}));
+            QVERIFY(
+                writeDicom(other(QStringLiteral("bits%1-ref%2").arg(bits).arg(id)), small, {{id}}));
     }
     QFile j2k(QStringLiteral(
         "/usr/lib/python3/dist-packages/pydicom/data/test_files/MR_small_jp2klossless.dcm"));
     if (j2k.open(QIODevice::ReadOnly)) {
         const QByteArray bytes = j2k.readAll();
         const int soc = int(bytes.indexOf(QByteArray("\xFF\x4F\xFF\x51", 4)));
-        const QByteArray cs = bytes.mid(soc, int(qFromLittleEndian<quint32>(bytes.data() + soc - 4)));
+        const QByteArray cs =
+            bytes.mid(soc, int(qFromLittleEndian<quint32>(bytes.data() + soc - 4)));
         const QByteArray garbage = QByteArray("\xFF\x4F\xFF\x51", 4) + QByteArray(200, '\x5A');
         QByteArray table(8, '\0');
         qToLittleEndian<quint32>(quint32(8 + garbage.size()), table.data() + 4);
         QVERIFY(writeJpeg2000(other("j2k-ref"), 1, {}, {cs}));
         QVERIFY(writeJpeg2000(other("j2k-table"), 2, table, {garbage, cs}));
-        QVERIFY(writeJpeg2000(other("j2k-scan"), 3, {}, {garbage, cs.left(300), cs.mid(300), garbage}));
+        QVERIFY(
+            writeJpeg2000(other("j2k-scan"), 3, {}, {garbage, cs.left(300), cs.mid(300), garbage}));
     }
     // One series whose last image is tilted; a folder whose only DICOM file is cut short.
     Header mixed{"1.2.3.9", "mixed"};
@@ -366,7 +371,8 @@ void TestDicomSeries::seriesAreGroupedAndSummarised()
     const DicomSeries& s = scan.series[size_t(index)];
     QCOMPARE(seriesListRow(s).join('\t'), kSeriesLines[index]);
     QCOMPARE(s.sliceThickness, thickness);
-    QVERIFY2(std::abs(s.sliceSpacing - spacing) < 1e-9, qPrintable(QString::number(s.sliceSpacing)));
+    QVERIFY2(std::abs(s.sliceSpacing - spacing) < 1e-9,
+             qPrintable(QString::number(s.sliceSpacing)));
 }
 
 void TestDicomSeries::imagesFollowTheSliceNormal_data()
@@ -479,13 +485,13 @@ void TestDicomSeries::errorsNameThePath_data()
                                   << QStringList{empty, "no DICOM image"};
     QTest::newRow("missing path") << Action([=] { scanDicomSeries(missing); })
                                   << QStringList{missing, "does not exist"};
-    QTest::newRow("broken DICOM file") << Action([=] { scanDicomSeries(other("broken")); })
-                                       << QStringList{other("broken"), other("broken/cut"),
-                                                      "truncated"};
+    QTest::newRow("broken DICOM file")
+        << Action([=] { scanDicomSeries(other("broken")); })
+        << QStringList{other("broken"), other("broken/cut"), "truncated"};
     QTest::newRow("text file") << Action([=] { scanDicomSeries(folder() + "/notes.txt"); })
                                << QStringList{folder() + "/notes.txt"};
-    QTest::newRow("unknown series") << Action([=] { scan.find("9.9.9"); })
-                                    << QStringList{folder(), "\"9.9.9\""};
+    QTest::newRow("unknown series")
+        << Action([=] { scan.find("9.9.9"); }) << QStringList{folder(), "\"9.9.9\""};
     const QString mixed = other("mixed");
     QTest::newRow("mixed orientations")
         << Action([=] { scanDicomSeries(mixed).series.at(0).loadImage(0); })
@@ -517,12 +523,22 @@ void TestDicomSeries::listSeries_data()
     QTest::addColumn<QString>("err"); // a part of standard error; empty: nothing at all
     const QString header = seriesListHeader().join('\t') + '\n';
     QTest::newRow("folder") << QStringList{"--list-series", folder()} << 0
-                            << header + kSeriesLines.join('\n') + '\n' << QString();
+                            << header + kSeriesLines.join('\n') + '\n'
+                            << QString();
     QTest::newRow("one file") << QStringList{"--list-series=" + folder() + "/f3"} << 0
                               << header + "1.2.3.1\tMR\tT2 axial\t1\t1,0,0,0,1,0\t0.5,0.5\t-\n"
                               << QString();
-    QTest::newRow("empty folder") << QStringList{"--list-series", other("empty")} << 1
-                                  << QString() << other("empty");
+    // Two samples per pixel, 4:2:2: the frame-count check once mistook it for three.
+    const QString ybr = QStringLiteral(
+        "/usr/lib/python3/dist-packages/pydicom/data/test_files/SC_ybr_full_422_uncompressed.dcm");
+    if (QFile::exists(ybr))
+        QTest::newRow("pydicom's YBR_FULL_422 file")
+            << QStringList{"--list-series", ybr} << 0
+            << header + "1.2.826.0.1.3680043.8.498.16157229083793556332623330502397121062\tOT\t-"
+                        "\t1\t-\t1,1\t-\n"
+            << QString();
+    QTest::newRow("empty folder") << QStringList{"--list-series", other("empty")} << 1 << QString()
+                                  << other("empty");
     QTest::newRow("with a project") << QStringList{"--list-series", folder(), "a.kelvara"} << 2
                                     << QString() << "takes no project";
 }
