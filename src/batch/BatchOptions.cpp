@@ -60,6 +60,7 @@ QString batchUsage()
 {
     return QStringLiteral(
                "Usage: kelvara-batch [options] PROJECT.kelvara [PROJECT.kelvara ...]\n"
+        "       kelvara-batch --list-series PATH\n"
         "\n"
         "Loads each project as \"Load project\" does, runs the whole analysis and writes its\n"
         "images and result.json into DIR/<project name>/ (and DIR/summary.csv for several\n"
@@ -74,11 +75,14 @@ QString batchUsage()
         "  --product-amplification A,B,C    product amplifications, %4 (default 1,1,1)\n"
         "  --direct-spectrum                spectra in direct instead of logarithmic mode\n"
         "  --planes                         also write every plane as a float64 .npy array\n"
+        "  --list-series PATH               list the DICOM series of PATH (a DICOM file or a\n"
+        "                                   folder, not its subfolders), one tab-separated\n"
+        "                                   line each, and analyse nothing\n"
         "  --help                           show this text\n"
         "  --version                        show the version\n"
         "\n"
-        "Exit status: 0 success, 1 a case failed (the others are still processed), 2 usage "
-        "error.\n")
+        "Exit status: 0 success, 1 a case failed (the others are still processed) or the\n"
+        "--list-series PATH cannot be read or holds no image, 2 usage error.\n")
         .arg(range(kSmallArea), range(kPathology), range(kFactor), range(kAmplification[0]));
 }
 
@@ -141,6 +145,12 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
             if (!noValue())
                 return BatchCommand::UsageError;
             o.planes = true;
+        } else if (name == QLatin1String("--list-series")) {
+            if (!takeValue())
+                return BatchCommand::UsageError;
+            if (value.isEmpty())
+                return badValue(QStringLiteral("a DICOM file or folder"));
+            o.listSeries = value;
         } else if (name == QLatin1String("--out")) {
             if (!takeValue())
                 return BatchCommand::UsageError;
@@ -187,6 +197,14 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
             *error = QStringLiteral("unknown option %1").arg(name);
             return BatchCommand::UsageError;
         }
+    }
+    if (!o.listSeries.isEmpty()) {
+        if (!o.projects.isEmpty()) {
+            *error = QStringLiteral("--list-series takes no project files");
+            return BatchCommand::UsageError;
+        }
+        *options = o;
+        return BatchCommand::ListSeries;
     }
     if (o.projects.isEmpty()) {
         *error = QStringLiteral("no project file given");

@@ -22,12 +22,13 @@ struct BatchOptions
     bool logarithmic = true;
     bool planes = false;
     QStringList projects;
+    QString listSeries; // --list-series PATH: list the DICOM series under PATH, analyse nothing
 
     // The window's controls before a project load: the form's start values with the options.
     ControlValues controlsBeforeLoad() const;
 };
 
-enum class BatchCommand { Run, Help, Version, UsageError };
+enum class BatchCommand { Run, ListSeries, Help, Version, UsageError };
 
 // arguments without the program name. On UsageError, *error says what is wrong.
 BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* options,

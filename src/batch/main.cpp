@@ -1,6 +1,7 @@
 // kelvara-batch: the whole analysis of saved projects without a window or a display.
 #include "BatchCase.h"
 #include "BatchOptions.h"
+#include "DicomSeries.h"
 #include "KelvaraVersion.h"
 
 #include <QDir>
@@ -33,6 +34,28 @@ QString csvField(const QString& s)
 QString csvNumber(double v)
 {
     return v == v ? QString::number(v, 'g', 10) : QString();
+}
+
+int listSeries(const QString& path)
+{
+    try {
+        const DicomScan scan = scanDicomSeries(path);
+        for (const QString& problem : scan.problems)
+            printErr(QStringLiteral("kelvara-batch: note: skipped: %1").arg(problem));
+        QByteArray out = seriesListHeader().join(QLatin1Char('\t')).toUtf8() + '\n';
+        for (const DicomSeries& s : scan.series)
+            out += seriesListRow(s).join(QLatin1Char('\t')).toUtf8() + '\n';
+        if (std::fwrite(out.constData(), 1, size_t(out.size()), stdout) != size_t(out.size()) ||
+            std::fflush(stdout) != 0) {
+            printErr(
+                QStringLiteral("kelvara-batch: cannot write the series list of '%1'").arg(path));
+            return 1;
+        }
+        return 0;
+    } catch (const std::exception& e) {
+        printErr(QStringLiteral("kelvara-batch: %1").arg(QString::fromUtf8(e.what())));
+        return 1;
+    }
 }
 
 bool writeSummary(const QString& path, const QList<CaseOutcome>& outcomes)
@@ -75,6 +98,8 @@ int main(int argc, char** argv)
         printErr(QStringLiteral("kelvara-batch: %1").arg(error));
         printErr(QStringLiteral("Try 'kelvara-batch --help' for more information."));
         return 2;
+    case BatchCommand::ListSeries:
+        return listSeries(options.listSeries);
     case BatchCommand::Run:
         break;
     }

@@ -1,6 +1,7 @@
 #include "DICOMUtil.h"
 
 #include "DicomError.h"
+#include "DicomFunctionalGroups.h"
 #include "DicomPixelFrame.h"
 #include "DicomStructureGuard.h"
 #include "Numeric.h"
@@ -16,7 +17,7 @@
 
 namespace {
 
-QString firstValue(DcmDataset& dataset, const DcmTagKey& key)
+QString firstValue(DcmItem& dataset, const DcmTagKey& key)
 {
     OFString value;
     if (dataset.findAndGetOFString(key, value, 0).bad())
@@ -84,9 +85,11 @@ QImage windowedImage(const kelvara::DicomPixelFrame& frame, bool colour, const Q
 
 } // namespace
 
-QImage DICOMUtil::loadImage(const QString& path)
+QImage DICOMUtil::loadImage(const QString& path, int frameNo)
 {
     try {
+        if (frameNo < 0)
+            throw kelvara::DicomError(path, QStringLiteral("frame %1 does not exist").arg(frameNo));
         kelvara::registerDicomDecoders();
         kelvara::checkDicomStructure(path);
 
@@ -98,11 +101,15 @@ QImage DICOMUtil::loadImage(const QString& path)
             throw kelvara::DicomError(path, QLatin1String(status.text()));
         DcmDataset& dataset = *file.getDataset();
 
-        const kelvara::DicomPixelFrame frame = kelvara::DicomPixelFrame::read(dataset, path);
+        const kelvara::DicomPixelFrame frame =
+            kelvara::DicomPixelFrame::read(dataset, path, uint32_t(frameNo));
         // Any other colour model (YBR, PALETTE COLOR) goes the grey way, one sample per pixel.
         const bool colour = firstValue(dataset, DCM_PhotometricInterpretation) == "RGB";
-        return windowedImage(frame, colour, firstValue(dataset, DCM_WindowCenter),
-                             firstValue(dataset, DCM_WindowWidth), path);
+        DcmItem* voi =
+            kelvara::functionalGroup(dataset, DCM_FrameVOILUTSequence, uint32_t(frameNo));
+        DcmItem& window = voi && voi->tagExists(DCM_WindowCenter) ? *voi : dataset;
+        return windowedImage(frame, colour, firstValue(window, DCM_WindowCenter),
+                             firstValue(window, DCM_WindowWidth), path);
     } catch (const std::bad_alloc&) {
         throw kelvara::DicomError(path, QStringLiteral("there is not enough memory to read it"));
     }

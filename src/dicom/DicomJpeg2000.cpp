@@ -148,9 +148,10 @@ void checkGeometry(const opj_image_t& image, const Jpeg2000Target& t, const QStr
 
 } // namespace
 
-std::vector<uint8_t> jpeg2000FrameZero(DcmPixelSequence& sequence, uint64_t frames,
-                                       const QString& path)
+std::vector<uint8_t> jpeg2000Frame(DcmPixelSequence& sequence, const Jpeg2000Target& target,
+                                   const QString& path)
 {
+    const uint64_t frames = target.frames;
     std::vector<Fragment> items;
     const unsigned long count = sequence.card();
     for (unsigned long i = 0; i < count; ++i) {
@@ -170,18 +171,26 @@ std::vector<uint8_t> jpeg2000FrameZero(DcmPixelSequence& sequence, uint64_t fram
     const std::vector<uint64_t> offsets = offsetTable(items[0], frames);
     std::vector<uint8_t> stream;
     uint64_t position = 0; // of the current fragment's item tag, relative to the first fragment
+    uint64_t current = 0;  // the frame the current fragment belongs to
     for (size_t i = 1; i < items.size(); ++i) {
         const Fragment& f = items[i];
         if (i > 1) {
-            const bool nextFrame = offsets.size() > 1 ? position >= offsets[1]
-                                   : frames > 1       ? startsFrame(f.data, f.length)
-                                                      : false;
-            if (nextFrame)
-                break;
+            if (offsets.size() > 1) {
+                while (current + 1 < offsets.size() && position >= offsets[current + 1])
+                    ++current;
+            } else if (frames > 1 && startsFrame(f.data, f.length)) {
+                ++current;
+            }
         }
-        stream.insert(stream.end(), f.data, f.data + f.length);
+        if (current > target.frame)
+            break;
+        if (current == target.frame)
+            stream.insert(stream.end(), f.data, f.data + f.length);
         position += 8 + uint64_t(f.length);
     }
+    if (stream.empty() && target.frame > 0)
+        throw DicomError(
+            path, QStringLiteral("no JPEG 2000 fragment belongs to frame %1").arg(target.frame));
     return stream;
 }
 
@@ -194,8 +203,9 @@ std::unique_ptr<uint8_t[]> decodeJpeg2000(const std::vector<uint8_t>& stream,
     else if (startsWith(stream.data(), stream.size(), kJp2Signature, sizeof kJp2Signature))
         format = OPJ_CODEC_JP2;
     else
-        throw DicomError(path, QStringLiteral("frame 0 is neither a JPEG 2000 codestream nor a "
-                                              "JP2 file"));
+        throw DicomError(path, QStringLiteral("frame %1 is neither a JPEG 2000 codestream nor "
+                                              "a JP2 file")
+                                   .arg(target.frame));
 
     QString error;
     std::unique_ptr<opj_codec_t, CodecDeleter> codec(opj_create_decompress(format));
@@ -222,7 +232,8 @@ std::unique_ptr<uint8_t[]> decodeJpeg2000(const std::vector<uint8_t>& stream,
     opj_stream_set_user_data_length(input.get(), stream.size());
 
     auto fail = [&](const char* stage) {
-        return DicomError(path, QStringLiteral("frame 0 cannot be decoded (JPEG 2000, %1): %2")
+        return DicomError(path, QStringLiteral("frame %1 cannot be decoded (JPEG 2000, %2): %3")
+                                    .arg(target.frame)
                                     .arg(QLatin1String(stage),
                                          error.isEmpty() ? QStringLiteral("corrupt data") : error));
     };

@@ -10,20 +10,23 @@ class DcmPixelSequence;
 
 namespace kelvara {
 
-// What the data set says frame 0 must look like once decoded.
+// What the data set says frame `frame` must look like once decoded.
 struct Jpeg2000Target
 {
     uint32_t columns = 0, rows = 0;
     uint32_t samplesPerPixel = 1;
     uint32_t bitsAllocated = 16;
     uint64_t frames = 1;
+    uint64_t frame = 0;
 };
 
-// The compressed bytes of frame 0: the fragments named by the Basic Offset Table, or, when the
-// table is empty or unusable, the fragments up to the next one that starts a codestream or a
-// JP2 file. Throws DicomError, naming `path`, when there is no fragment at all.
-std::vector<uint8_t> jpeg2000FrameZero(DcmPixelSequence& fragments, uint64_t frames,
-                                       const QString& path);
+// The compressed bytes of frame `target.frame`: the fragments the Basic Offset Table assigns to
+// it, or, when the table is empty or unusable, the fragments from the frame's first fragment
+// (counting fragments that start a codestream or a JP2 file) up to the next such one; a
+// single-frame file's fragments are all its frame's. Throws DicomError, naming `path`, when the
+// frame has no fragment.
+std::vector<uint8_t> jpeg2000Frame(DcmPixelSequence& fragments, const Jpeg2000Target& target,
+                                   const QString& path);
 
 // Decodes one JPEG 2000 codestream or JP2 file with OpenJPEG into samples of
 // `target.bitsAllocated` bits, little endian, interleaved by pixel (the layout native Pixel Data

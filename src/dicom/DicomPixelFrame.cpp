@@ -139,9 +139,10 @@ inline uint32_t rawSample(const uint8_t* data, uint64_t i, uint32_t bitsAllocate
     }
 }
 
-// Turns the frame's bytes (little endian) into signed stored values, interleaved by pixel.
-void decodeSamples(const PixelLayout& l, const uint8_t* data, bool planar, bool subsampled422,
-                   std::vector<int32_t>& out)
+// Turns the frame's bytes (little endian) into signed stored values, interleaved by pixel. The
+// frame's first sample is sample `skip` of `data`.
+void decodeSamples(const PixelLayout& l, const uint8_t* data, uint64_t skip, bool planar,
+                   bool subsampled422, std::vector<int32_t>& out)
 {
     const uint32_t shift = l.highBit + 1 - l.bitsStored;
     const uint32_t mask = l.bitsStored >= 32 ? 0xFFFFFFFFu : (1u << l.bitsStored) - 1;
@@ -149,7 +150,7 @@ void decodeSamples(const PixelLayout& l, const uint8_t* data, bool planar, bool 
     const bool isSigned = l.pixelRepresentation == 1;
     const uint32_t ba = l.bitsAllocated;
     auto value = [&](uint64_t i) {
-        uint32_t v = (rawSample(data, i, ba) >> shift) & mask;
+        uint32_t v = (rawSample(data, i + skip, ba) >> shift) & mask;
         if (isSigned && (v & signBit))
             v |= ~mask;
         return static_cast<int32_t>(v); // two's complement: the bits are the signed value
@@ -176,14 +177,18 @@ void decodeSamples(const PixelLayout& l, const uint8_t* data, bool planar, bool 
     }
 }
 
-// Native Pixel Data: frame 0 is the start of the value, in the byte order of the file.
 // Frame bytes; the native reader leaves them uninitialised until DCMTK fills them, which saves
 // touching a fresh buffer twice.
 using FrameBytes = std::unique_ptr<uint8_t[]>;
 
+// Native Pixel Data: the frames follow one another without padding, in the byte order of the
+// file. The bytes are read from the even offset at or before the frame's first bit (1-bit and
+// odd-sized 8-bit frames need not start on a word); *skip counts the samples before the frame.
 FrameBytes readNativeFrame(DcmDataset& dataset, DcmElement& pixelData, const PixelLayout& l,
-                           uint64_t frameBytes, uint64_t declaredBytes, const QString& path)
+                           uint64_t samplesPerFrame, uint32_t frame, uint64_t declaredBytes,
+                           const QString& path, uint64_t* skip)
 {
+    const uint64_t frameBytes = bytesFor(samplesPerFrame, l.bitsAllocated);
     const uint64_t length = pixelData.getLength();
     if (length < declaredBytes)
         throw DicomError(path, QStringLiteral("Pixel Data holds %1 bytes, fewer than the %2 "
@@ -210,8 +215,12 @@ FrameBytes readNativeFrame(DcmDataset& dataset, DcmElement& pixelData, const Pix
                                    .arg(l.samplesPerPixel)
                                    .arg(l.bitsAllocated));
 
+    const uint64_t firstBit = uint64_t(frame) * samplesPerFrame * l.bitsAllocated;
+    const uint64_t start = (firstBit / 8) & ~uint64_t(1);
+    *skip = (firstBit - start * 8) / l.bitsAllocated;
+    const uint64_t needed = bytesFor(*skip + samplesPerFrame, l.bitsAllocated);
     // Read an even count where the data allows, so that word-wise swapping stays possible.
-    const uint64_t wanted = std::min<uint64_t>(length, frameBytes + (frameBytes & 1));
+    const uint64_t wanted = std::min<uint64_t>(length - start, needed + (needed & 1));
     FrameBytes bytes(new uint8_t[wanted + 4]);
     std::fill_n(bytes.get() + wanted, 4, uint8_t(0)); // slack, never part of a sample
     if (wanted == 0)
@@ -219,7 +228,7 @@ FrameBytes readNativeFrame(DcmDataset& dataset, DcmElement& pixelData, const Pix
     const E_ByteOrder fileOrder = DcmXfer(dataset.getOriginalXfer()).getByteOrder();
     const E_ByteOrder order = fileOrder == EBO_BigEndian ? EBO_BigEndian : EBO_LittleEndian;
     const OFCondition status =
-        pixelData.getPartialValue(bytes.get(), 0, Uint32(wanted), nullptr, order);
+        pixelData.getPartialValue(bytes.get(), Uint32(start), Uint32(wanted), nullptr, order);
     if (status.bad())
         throw DicomError(
             path,
@@ -236,9 +245,10 @@ FrameBytes readNativeFrame(DcmDataset& dataset, DcmElement& pixelData, const Pix
     return bytes;
 }
 
-// Encapsulated Pixel Data: DCMTK decodes frame 0 alone into host byte order.
+// Encapsulated Pixel Data: DCMTK decodes the one frame into host byte order.
 FrameBytes readCompressedFrame(DcmDataset& dataset, DcmPixelData& pixelData,
-                               E_TransferSyntax syntax, uint64_t frameBytes, const QString& path)
+                               E_TransferSyntax syntax, uint64_t frameBytes, uint32_t frame,
+                               const QString& path)
 {
     if (!DcmCodecList::canChangeCoding(syntax, EXS_LittleEndianExplicit))
         throw DicomError(path, QStringLiteral("its pixel data is compressed as %1, which this "
@@ -256,54 +266,67 @@ FrameBytes readCompressedFrame(DcmDataset& dataset, DcmPixelData& pixelData,
     FrameBytes bytes(new uint8_t[size + 4]()); // zeroed: a decoder may deliver less
     Uint32 startFragment = 0;
     OFString colorModel;
-    status = pixelData.getUncompressedFrame(&dataset, 0, startFragment, bytes.get(), Uint32(size),
-                                            colorModel);
+    status = pixelData.getUncompressedFrame(&dataset, frame, startFragment, bytes.get(),
+                                            Uint32(size), colorModel);
     if (status.bad())
-        throw DicomError(path, QStringLiteral("frame 0 cannot be decoded (%1): %2")
+        throw DicomError(path, QStringLiteral("frame %1 cannot be decoded (%2): %3")
+                                   .arg(frame)
                                    .arg(QLatin1String(DcmXfer(syntax).getXferName()),
                                         QLatin1String(status.text())));
     return bytes;
 }
 
 // DCMTK's RLE decoder follows the segment offsets of the RLE header without checking them
-// against the data, and reads outside the fragments for an offset past their end. Frame 0's
+// against the data, and reads outside the fragments for an offset past their end. The frame's
 // header is checked here first: at most 15 segments, offsets from 64 on, in order, inside the
-// compressed data.
+// compressed data. When every frame is one fragment, that fragment is the frame's data; a frame
+// other than 0 can be found in no other way.
 void checkRleHeader(DcmPixelData& pixelData, const DcmRepresentationParameter* parameter,
-                    const QString& path)
+                    uint64_t frames, uint32_t frame, const QString& path)
 {
     DcmPixelSequence* fragments = nullptr;
     if (pixelData.getEncapsulatedRepresentation(EXS_RLELossless, parameter, fragments).bad() ||
         !fragments)
         throw DicomError(path, QStringLiteral("the compressed Pixel Data cannot be read"));
+    const bool onePerFrame = frames > 1 && fragments->card() == frames + 1;
+    if (frame > 0 && !onePerFrame)
+        throw DicomError(path, QStringLiteral("frame %1 cannot be located: the RLE data holds %2 "
+                                              "fragment(s) for %3 frames")
+                                   .arg(frame)
+                                   .arg(fragments->card() == 0 ? 0 : fragments->card() - 1)
+                                   .arg(frames));
     uint64_t total = 0;
     DcmPixelItem* first = nullptr;
-    for (unsigned long i = 1; i < fragments->card(); ++i) {
+    for (unsigned long i = onePerFrame ? frame + 1 : 1; i < fragments->card(); ++i) {
         DcmPixelItem* item = nullptr;
         if (fragments->getItem(item, i).bad() || !item)
             break;
-        if (i == 1)
+        if (!first)
             first = item;
         total += item->getLength();
+        if (onePerFrame)
+            break;
     }
     Uint8* header = nullptr;
     if (!first || first->getLength() < 64 || first->getUint8Array(header).bad() || !header)
-        throw DicomError(path, QStringLiteral("frame 0 has no complete RLE header"));
+        throw DicomError(path, QStringLiteral("frame %1 has no complete RLE header").arg(frame));
     auto word = [header](int i) {
         const Uint8* p = header + 4 * i;
         return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
     };
     const uint32_t segments = word(0);
     if (segments < 1 || segments > 15)
-        throw DicomError(path, QStringLiteral("the RLE header of frame 0 names %1 segments "
+        throw DicomError(path, QStringLiteral("the RLE header of frame %1 names %2 segments "
                                               "(1 to 15 are possible)")
+                                   .arg(frame)
                                    .arg(segments));
     uint64_t previous = 64;
     for (uint32_t s = 1; s <= segments; ++s) {
         const uint32_t offset = word(int(s));
         if (offset < previous || offset >= total)
-            throw DicomError(path, QStringLiteral("the RLE header of frame 0 puts segment %1 at "
-                                                  "byte %2 of %3 bytes of compressed data")
+            throw DicomError(path, QStringLiteral("the RLE header of frame %1 puts segment %2 "
+                                                  "at byte %3 of %4 bytes of compressed data")
+                                       .arg(frame)
                                        .arg(s)
                                        .arg(offset)
                                        .arg(total));
@@ -311,16 +334,17 @@ void checkRleHeader(DcmPixelData& pixelData, const DcmRepresentationParameter* p
     }
 }
 
-// JPEG 2000 is not among DCMTK's free codecs: OpenJPEG decodes frame 0's fragments.
+// JPEG 2000 is not among DCMTK's free codecs: OpenJPEG decodes the frame's fragments.
 FrameBytes readJpeg2000Frame(DcmPixelData& pixelData, E_TransferSyntax syntax,
                              const DcmRepresentationParameter* parameter, const PixelLayout& l,
-                             const QString& path)
+                             uint32_t frame, const QString& path)
 {
     DcmPixelSequence* fragments = nullptr;
     if (pixelData.getEncapsulatedRepresentation(syntax, parameter, fragments).bad() || !fragments)
         throw DicomError(path, QStringLiteral("the compressed Pixel Data cannot be read"));
-    const Jpeg2000Target target{l.columns, l.rows, l.samplesPerPixel, l.bitsAllocated, l.frames};
-    return decodeJpeg2000(jpeg2000FrameZero(*fragments, l.frames, path), target, path);
+    const Jpeg2000Target target{l.columns,       l.rows,   l.samplesPerPixel,
+                                l.bitsAllocated, l.frames, frame};
+    return decodeJpeg2000(jpeg2000Frame(*fragments, target, path), target, path);
 }
 
 bool isJpeg2000(E_TransferSyntax syntax)
@@ -343,7 +367,7 @@ void registerDicomDecoders()
     Q_UNUSED(registered);
 }
 
-DicomPixelFrame DicomPixelFrame::read(DcmDataset& dataset, const QString& path)
+DicomPixelFrame DicomPixelFrame::read(DcmDataset& dataset, const QString& path, uint32_t frameNo)
 {
     DcmElement* element = nullptr;
     if (dataset.findAndGetElement(DCM_PixelData, element).bad() || !element)
@@ -353,6 +377,11 @@ DicomPixelFrame DicomPixelFrame::read(DcmDataset& dataset, const QString& path)
     auto& pixelData = static_cast<DcmPixelData&>(*element);
 
     const PixelLayout l = readLayout(dataset, path);
+    if (frameNo >= l.frames)
+        throw DicomError(path, QStringLiteral("it has no frame %1 (it holds %2 frame(s), counted "
+                                              "from 0)")
+                                   .arg(frameNo)
+                                   .arg(l.frames));
     E_TransferSyntax syntax = EXS_Unknown;
     const DcmRepresentationParameter* parameter = nullptr;
     pixelData.getCurrentRepresentationKey(syntax, parameter);
@@ -374,26 +403,28 @@ DicomPixelFrame DicomPixelFrame::read(DcmDataset& dataset, const QString& path)
     frame.samplesPerPixel = l.samplesPerPixel;
 
     FrameBytes bytes;
+    uint64_t skip = 0;
     bool planar = l.samplesPerPixel == 3 && l.planarConfiguration == 1;
     if (compressed) {
         if (frameBytes == 0)
             return frame;
         if (syntax == EXS_RLELossless)
-            checkRleHeader(pixelData, parameter, path);
+            checkRleHeader(pixelData, parameter, l.frames, frameNo, path);
         bytes = isJpeg2000(syntax)
-                    ? readJpeg2000Frame(pixelData, syntax, parameter, l, path)
-                    : readCompressedFrame(dataset, pixelData, syntax, frameBytes, path);
+                    ? readJpeg2000Frame(pixelData, syntax, parameter, l, frameNo, path)
+                    : readCompressedFrame(dataset, pixelData, syntax, frameBytes, frameNo, path);
         // The JPEG decoders deliver colour pixel by pixel; RLE keeps the planar configuration
         // that the data set declares.
         if (syntax != EXS_RLELossless)
             planar = false;
     } else {
         const uint64_t declaredBytes = bytesFor(samplesPerFrame * l.frames, l.bitsAllocated);
-        bytes = readNativeFrame(dataset, pixelData, l, frameBytes, declaredBytes, path);
+        bytes = readNativeFrame(dataset, pixelData, l, samplesPerFrame, frameNo, declaredBytes,
+                                path, &skip);
         if (frameBytes == 0)
             return frame;
     }
-    decodeSamples(l, bytes.get(), planar, subsampled, frame.values);
+    decodeSamples(l, bytes.get(), skip, planar, subsampled, frame.values);
     return frame;
 }
 

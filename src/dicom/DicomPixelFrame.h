@@ -12,7 +12,7 @@ namespace kelvara {
 // Largest image, in either direction, that the reader accepts.
 constexpr uint32_t kMaxDicomImageSide = 16384;
 
-// Frame 0 of a data set's image as stored values: Bits Stored taken from the High Bit down,
+// One frame of a data set's image as stored values: Bits Stored taken from the High Bit down,
 // sign-extended when Pixel Representation is 1, and nothing else applied (no modality rescale,
 // no VOI LUT, no MONOCHROME1 inversion, no colour conversion). Samples are interleaved, pixel by
 // pixel in row order, whatever the planar configuration or 4:2:2 subsampling of the file, so
@@ -25,9 +25,10 @@ struct DicomPixelFrame
     std::vector<int32_t> values;
 
     // Checks the image attributes against each other and against the Pixel Data, then decodes
-    // frame 0 only (the other frames of a multi-frame file are never touched). Throws
-    // DicomError, naming `path`, for anything inconsistent or undecodable.
-    static DicomPixelFrame read(DcmDataset& dataset, const QString& path);
+    // frame `frame` only (the other frames of a multi-frame file are never touched). Throws
+    // DicomError, naming `path`, for anything inconsistent or undecodable and for a frame the
+    // file does not have.
+    static DicomPixelFrame read(DcmDataset& dataset, const QString& path, uint32_t frame = 0);
 };
 
 // Registers DCMTK's RLE, JPEG and JPEG-LS decoders (once per process).
