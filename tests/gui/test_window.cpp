@@ -62,49 +62,26 @@ QImage dwiCase()
     return img;
 }
 
-// A control's widget value as a StoredControl, and the setter the files use.
-StoredControl current(StoredControl c, QWidget* w)
+// The widget property a stored control's value goes through (its setter emits the signal).
+const char* valueProperty(ControlKind k)
 {
-    if (auto* d = qobject_cast<QDoubleSpinBox*>(w))
-        c.number = d->value();
-    else if (auto* s = qobject_cast<QSpinBox*>(w))
-        c.integer = s->value();
-    else if (auto* b = qobject_cast<QComboBox*>(w))
-        c.integer = b->currentIndex();
-    else if (auto* a = qobject_cast<QAbstractButton*>(w))
-        c.checked = a->isChecked();
-    else if (auto* sl = qobject_cast<QAbstractSlider*>(w))
-        c.integer = sl->value();
-    return c;
-}
-void apply(const StoredControl& c, QWidget* w)
-{
-    if (auto* d = qobject_cast<QDoubleSpinBox*>(w))
-        d->setValue(c.number);
-    else if (auto* s = qobject_cast<QSpinBox*>(w))
-        s->setValue(c.integer);
-    else if (auto* b = qobject_cast<QComboBox*>(w))
-        b->setCurrentIndex(c.integer);
-    else if (auto* a = qobject_cast<QAbstractButton*>(w))
-        a->setChecked(c.checked);
-    else if (auto* sl = qobject_cast<QAbstractSlider*>(w))
-        sl->setValue(c.integer);
-}
-double valueOf(const StoredControl& c)
-{
-    return c.kind == ControlKind::DoubleSpinBox ? c.number
-           : c.kind == ControlKind::CheckBox    ? double(c.checked)
-                                                : double(c.integer);
+    return k == ControlKind::ComboBox ? "currentIndex" : k == ControlKind::CheckBox ? "checked" : "value";
 }
 // A value `fraction` of the way through the control's limits: whole numbers for ranges of 4
 // and more (the files keep the result bounds as whole numbers), else rounded to the decimals.
-StoredControl within(StoredControl c, double fraction)
+QVariant within(const StoredControl& c, double fraction)
 {
     const double span = c.maximum - c.minimum, scale = std::pow(10.0, c.decimals);
     const double v = c.minimum + span * fraction;
-    c.number = span >= 4 ? std::round(v) : std::round(v * scale) / scale;
-    c.integer = int(std::lround(v));
-    c.checked = fraction >= 0.5;
+    if (c.kind == ControlKind::CheckBox)
+        return fraction >= 0.5;
+    if (c.kind != ControlKind::DoubleSpinBox)
+        return int(std::lround(v));
+    return span >= 4 ? std::round(v) : std::round(v * scale) / scale;
+}
+StoredControl holding(StoredControl c, const QVariant& v)
+{
+    c.number = v.toDouble(), c.integer = v.toInt(), c.checked = v.toBool();
     return c;
 }
 
@@ -133,6 +110,16 @@ class TestWindow : public QObject
     WindowFixture f;
     Ui::MainWindow* ui = nullptr;
     std::unique_ptr<Dual2D3DView> surfaceView;
+    // Every stored control's widget with its start-up value, restored after each function so
+    // that a failure stays where it happened.
+    QList<std::tuple<QWidget*, const char*, QVariant>> startValues;
+
+    void restoreStartValues()
+    {
+        for (const auto& [w, property, value] : std::as_const(startValues))
+            w->setProperty(property, value);
+        ui->ResultClearButton->click();
+    }
 
     void loadCase()
     {
@@ -167,7 +154,11 @@ private slots:
     {
         f.build();
         ui = f.ui;
+        for (const StoredControl& c : StoredControlTable::controls())
+            if (QWidget* w = f.child<QWidget>(c.objectName))
+                startValues.append({w, valueProperty(c.kind), w->property(valueProperty(c.kind))});
     }
+    void cleanup() { restoreStartValues(); }
     void cleanupTestCase()
     {
         surfaceView.reset();
@@ -230,16 +221,12 @@ private slots:
     {
         QFETCH(QString, from);
         QFETCH(QString, to);
-        auto* a = f.child<QAbstractSlider>(from);
-        auto* sa = f.child<QSpinBox>(from);
-        auto* b = f.child<QAbstractSlider>(to);
-        auto* sb = f.child<QSpinBox>(to);
-        QVERIFY((a || sa) && (b || sb));
-        const int before = b ? b->value() : sb->value();
-        const int v = std::max(before, a ? a->value() : sa->value()) + 1;
-        a ? a->setValue(v) : sa->setValue(v);
-        QCOMPARE(b ? b->value() : sb->value(), v);
-        a ? a->setValue(before) : sa->setValue(before);
+        QObject* a = f.child<QObject>(from);
+        QObject* b = f.child<QObject>(to);
+        QVERIFY(a && b);
+        const int v = std::max(a->property("value").toInt(), b->property("value").toInt()) + 1;
+        a->setProperty("value", v);
+        QCOMPARE(b->property("value").toInt(), v);
     }
 
     // Each control the table knows is on the form with the kind and limits the table gives.
@@ -284,17 +271,17 @@ private slots:
     void controlValuesReadEveryControl()
     {
         QFETCH(QString, name);
+        const StoredControl& c = StoredControlTable::control(name);
         QWidget* w = f.child<QWidget>(name);
-        const StoredControl old = current(StoredControlTable::control(name), w);
-        StoredControl changed = within(old, 0.75);
-        if (valueOf(changed) == valueOf(old))
-            changed = within(old, 0.25);
+        const char* property = valueProperty(c.kind);
+        QVariant changed = within(c, 0.75);
+        if (changed == w->property(property))
+            changed = within(c, 0.25);
         kelvara::ControlValues expected = f.window->controlValues();
-        QVERIFY(StoredControlTable::assign(expected, changed));
-        apply(changed, w);
+        QVERIFY(StoredControlTable::assign(expected, holding(c, changed)));
+        w->setProperty(property, changed);
         const auto json = [](const kelvara::ControlValues& v) { return kelvara::ControlFile::project().toJson(v); };
         QCOMPARE(json(f.window->controlValues()), json(expected));
-        apply(old, w);
     }
 
     // Loading shows the image and records its file; a failed DICOM read keeps the image and
@@ -339,8 +326,6 @@ private slots:
         QCOMPARE(aoiEllipse()->pos(), QPointF(30, -20));
         QCOMPARE(qGray(refreshedT2AOI().pixel(256, 256)), 118); // image row 236
         QCOMPARE(qGray(shownImage(ui->SymmetryAOIDWIView).pixel(256, 256)), 143); // column 286
-        ui->verticalSlider->setValue(0);
-        ui->horizontalSlider->setValue(0);
     }
 
     // The DWI button computes both masks (the ADC bound corrected from its average) and shows
@@ -357,7 +342,6 @@ private slots:
         const QImage mask = shownImage(ui->DWI_AOI_MaskImg_GraphicsView);
         QCOMPARE(qGray(mask.pixel(233, 255)), 255);
         QCOMPARE(qGray(mask.pixel(300, 255)), 0);
-        ui->BinMaskADCAutoCorrectInterval->setChecked(false);
     }
 
     // The threshold labels: the solution's value label follows the modality its base selects.
@@ -393,12 +377,10 @@ private slots:
         QCOMPARE(qGray(shownImage(ui->T2_AOI_SymSmoothImg_GraphicsView).pixel(0, 0)), 255);
         QCOMPARE(shownImage(ui->T2_AOI_SymImg_GraphicsView), raw);
         QVERIFY(!shownImage(ui->ADC_AOI_SymSmoothImg_GraphicsView).isNull());
-        ui->T2SymInverted->setChecked(false);
     }
 
     void solutionList()
     {
-        ui->ResultClearButton->click();
         ui->ResultSymImageComboBox->setCurrentIndex(0);
         ui->ResultSymImageAmplification->setValue(2.5);
         ui->ResultAddImageButton->click();
@@ -421,8 +403,6 @@ private slots:
     {
         loadCase();
         ui->DWI_IntervalLeft->setValue(200);
-        ui->ResultAutoCorrectInterval->setChecked(false);
-        ui->ResultMaskIntervalMin->setValue(0);
         ui->ResultSymImageComboBox->setCurrentIndex(0); // T2 smooth symmetry
         ui->ResultSymImageAmplification->setValue(1.0);
         ui->ResultAddImageButton->click();
@@ -444,8 +424,6 @@ private slots:
         const double expected =
             StoredControlTable::limitedNumber("ResultMaskIntervalMin", 0.5 * unmasked.toDouble());
         QVERIFY(qAbs(ui->ResultMaskIntervalMin->value() - expected) < 0.011);
-        ui->ResultAutoCorrectInterval->setChecked(false);
-        ui->ResultClearButton->click();
     }
 
     // The 80-pixel DWI lesion as the whole solution: the lamp and the red marks follow the
@@ -466,7 +444,6 @@ private slots:
         QFETCH(bool, verdict);
         loadCase();
         ui->DWI_IntervalLeft->setValue(200);
-        ui->ResultClearButton->click();
         ui->ResultMaskComboBox->setCurrentIndex(0);
         ui->ResultAddMaskButton->click();
         ui->ResultMaskIntervalMin->setValue(128);
@@ -544,17 +521,13 @@ private slots:
     {
         QFETCH(bool, project);
         loadCase();
-        QList<std::pair<StoredControl, QWidget*>> old;
         // Geometry is set by hand: walked scales and cells would make huge images, and the
         // vertical offset decides which rows the AOI image shows.
         const QStringList geometry = {"HCells", "VCells", "horizontalSlider", "verticalSlider",
                                       "OverlayScaleT2", "OverlayScaleDWI", "OverlayScaleADC"};
         for (const StoredControl& c : StoredControlTable::controls())
-            if (QWidget* w = f.child<QWidget>(c.objectName)) {
-                old.append({current(c, w), w});
-                if (!geometry.contains(c.objectName))
-                    apply(within(c, 0.75), w);
-            }
+            if (!geometry.contains(c.objectName))
+                f.child<QWidget>(c.objectName)->setProperty(valueProperty(c.kind), within(c, 0.75));
         ui->HCells->setValue(40);
         ui->VCells->setValue(30);
         ui->OverlayScaleDWI->setValue(1.5);
@@ -569,9 +542,7 @@ private slots:
         const QString path = f.dir.filePath("case.kelvara");
         WindowFixture::answerSave(path);
         (project ? ui->SaveProjectButton : ui->SaveSettingsButton)->click();
-        for (const auto& [c, w] : old)
-            apply(c, w);
-        ui->ResultClearButton->click();
+        restoreStartValues();
         f.load(ui->OverlayImgLoadT2_BMP, greyImage(64, 9), "other.bmp");
         WindowFixture::answerOpen(path);
         (project ? ui->LoadProjectButton : ui->loadSettingsButton)->click();
@@ -585,9 +556,6 @@ private slots:
             ui->T2SymInputImgCombo->setCurrentIndex(0);
             QCOMPARE(refreshedT2AOI(), shownAOI);
         }
-        for (const auto& [c, w] : old)
-            apply(c, w);
-        ui->ResultClearButton->click();
     }
 };
 
