@@ -132,6 +132,14 @@ class TestWindow : public QObject
         ui->SymmetryAOIT2RefreshButton->click();
         return shownImage(ui->SymmetryAOIT2View);
     }
+    // The overlay stacks T2, DWI, ADC from the bottom.
+    QGraphicsPixmapItem* overlayItem(Modality m) const
+    {
+        for (QGraphicsItem* item : ui->overlayImagesView->scene()->items())
+            if (auto* p = dynamic_cast<TransparentPixmapItem*>(item); p && p->zValue() == int(m))
+                return p;
+        return nullptr;
+    }
     QGraphicsEllipseItem* aoiEllipse() const
     {
         for (QGraphicsItem* item : ui->overlayImagesView->scene()->items())
@@ -297,6 +305,7 @@ private slots:
             const QImage grey = colour.convertToFormat(QImage::Format_Grayscale8);
             QCOMPARE(f.window->caseModel().image(m), grey);
             QCOMPARE(f.window->caseModel().source(m), (kelvara::ImageSource{path, "BMP"}));
+            QCOMPARE(overlayItem(m)->pixmap().toImage().convertToFormat(QImage::Format_Grayscale8), grey);
 
             WindowFixture::answerOpen(f.dir.filePath("gone.dcm"));
             f.child<QPushButton>("OverlayImgLoad" + name + "_DICOM")->click();
