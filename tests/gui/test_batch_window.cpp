@@ -1,19 +1,10 @@
 // The batch tool and the window agree pixel for pixel: the same project is loaded through
 // "Load project", every analysis button is pressed in the batch tool's order, and each view's
-// shown image (the composed PNG for the result views) is compared with the batch PNG.
-#include "BatchTestSupport.h"
-#include "Dialogs.h"
+// shown image (the composed PNG for the result views) is compared with the batch PNG. The
+// window's 2D save buttons then write exactly what their views show.
+#include "WindowFixture.h"
+
 #include "LEDWidget.h"
-#include "MainWindow.h"
-#include "ui_MainWindow.h"
-
-#include <QGraphicsPixmapItem>
-#include <QTemporaryDir>
-#include <QtTest>
-
-#include "ShownImage.h"
-
-using namespace batchtest;
 
 namespace {
 
@@ -22,50 +13,42 @@ QImage argb(const QImage& image)
     return image.convertToFormat(QImage::Format_ARGB32);
 }
 
+QJsonObject readJson(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(f.readAll()).object() : QJsonObject();
+}
+
 } // namespace
 
 class TestBatchWindow : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir tmp;
-    std::unique_ptr<MainWindow> window;
+    WindowFixture f;
     Ui::MainWindow* ui = nullptr;
     QString batchDir;
-    QString savedDir;
-
-    QImage saveThrough(QPushButton* button, const QString& name)
-    {
-        const QString path = tmp.filePath(name);
-        kelvara::Dialogs::setSaveFileHandler(
-            [path](QWidget*, const QString&, const QString&, const QString&) { return path; });
-        button->click();
-        return QImage(path);
-    }
 
 private slots:
     void initTestCase()
     {
-        const QString out = tmp.filePath("batch");
-        const Run r = runBatch({"--out", out, "--small-area", "20", "--pathology", "50",
-                                QStringLiteral(KELVARA_SAMPLES_DIR "/lesion.kelvara")});
-        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        const QString out = f.dir.filePath("batch");
+        QProcess batch;
+        batch.start(QStringLiteral(KELVARA_BATCH_EXE),
+                    {"--out", out, "--small-area", "20", "--pathology", "50",
+                     QStringLiteral(KELVARA_SAMPLES_DIR "/lesion.kelvara")});
+        QVERIFY(batch.waitForFinished(120000));
+        QVERIFY2(batch.exitCode() == 0, batch.readAllStandardError().constData());
         batchDir = out + "/lesion/";
 
-        // No settings file where the window starts; the project's relative image paths are
-        // then taken from the samples folder, as when Kelvara runs there.
-        QDir::setCurrent(tmp.path());
-        window = std::make_unique<MainWindow>();
-        ui = window->form();
-        QVERIFY(ui);
+        f.build();
+        ui = f.ui;
         ui->SmallAreaTresh->setValue(20);
         ui->PathologyTresh->setValue(50);
-        kelvara::Dialogs::setInformationHandler([](QWidget*, const QString&, const QString&) {});
+        // The project's relative image paths are taken from the samples folder, as when
+        // Kelvara runs there.
         QDir::setCurrent(QStringLiteral(KELVARA_SAMPLES_DIR));
-        kelvara::Dialogs::setOpenFileHandler(
-            [](QWidget*, const QString&, const QString&, const QString&) {
-                return QStringLiteral("lesion.kelvara");
-            });
+        WindowFixture::answerOpen(QStringLiteral("lesion.kelvara"));
         ui->LoadProjectButton->click();
 
         QPushButton* perModality[] = {
@@ -81,14 +64,9 @@ private slots:
         ui->ProductCalculateButton->click();
         ui->determinePathologyButton->click();
         ui->SymmetryAOIT2RefreshButton->click();
-        QDir::setCurrent(tmp.path());
+        QDir::setCurrent(f.dir.path());
     }
-
-    void cleanupTestCase()
-    {
-        window.reset();
-        kelvara::Dialogs::resetHandlers();
-    }
+    void cleanupTestCase() { f.tearDown(); }
 
     void views_data()
     {
@@ -124,7 +102,7 @@ private slots:
     {
         QFETCH(QString, png);
         QFETCH(QString, view);
-        auto* v = window->findChild<QGraphicsView*>(view);
+        auto* v = f.child<QGraphicsView>(view);
         QVERIFY(v);
         const QImage shown = shownImage(v);
         const QImage batch(batchDir + png + ".png");
@@ -146,8 +124,7 @@ private slots:
     {
         QFETCH(QString, png);
         QFETCH(QString, button);
-        const QImage saved =
-            saveThrough(window->findChild<QPushButton*>(button), png + "_window.png");
+        const QImage saved = f.saveThrough(f.child<QPushButton>(button), png + "_window.png");
         const QImage batch(batchDir + png + ".png");
         QVERIFY(!saved.isNull());
         QCOMPARE(argb(batch), argb(saved));
@@ -159,11 +136,39 @@ private slots:
         QVERIFY(red);
     }
 
+    void saveButtonsWriteTheShownImage_data()
+    {
+        QTest::addColumn<QString>("view");
+        const std::pair<const char*, const char*> rows[] = {
+            {"DWIBinaryMaskSaveButton", "DWI_AOI_MaskImg_GraphicsView"},
+            {"ADCBinaryMaskSaveButton", "ADC_AOI_MaskImg_GraphicsView"},
+            {"DWIBinarySymMaskSaveButton", "DWI_AOI_SymMaskImg_GraphicsView"},
+            {"ADCBinarySymMaskSaveButton", "ADC_AOI_SymMaskImg_GraphicsView"},
+            {"T2SaveRawSymmetry2DButton", "T2_AOI_SymImg_GraphicsView"},
+            {"DWISaveRawSymmetry2DButton", "DWI_AOI_SymImg_GraphicsView"},
+            {"ADCSaveRawSymmetry2DButton", "ADC_AOI_SymImg_GraphicsView"},
+            {"T2SaveSmoothSymmetry2DButton", "T2_AOI_SymSmoothImg_GraphicsView"},
+            {"DWISaveSmoothSymmetry2DButton", "DWI_AOI_SymSmoothImg_GraphicsView"},
+            {"ADCSaveSmoothSymmetry2DButton", "ADC_AOI_SymSmoothImg_GraphicsView"},
+            {"SymProdSave2DButton", "SymProdPreview_GraphicsView"},
+        };
+        for (const auto& [button, view] : rows)
+            QTest::newRow(button) << QString::fromLatin1(view);
+    }
+    void saveButtonsWriteTheShownImage()
+    {
+        QFETCH(QString, view);
+        const QImage saved = f.saveThrough(f.child<QPushButton>(QTest::currentDataTag()), "saved.png");
+        QVERIFY(!saved.isNull());
+        QCOMPARE(argb(saved), argb(shownImage(f.child<QGraphicsView>(view))));
+    }
+
     void statistics()
     {
         const QJsonObject r = readJson(batchDir + "result.json");
         QCOMPARE(ui->SusPixels->text().toInt(), r.value("suspiciousPixels").toInt());
         QCOMPARE(ui->PathologyDetectedLabel->isActive(), r.value("pathology").toBool());
+        QVERIFY(ui->PathologyDetectedLabel->isActive()); // the lesion case is a pathology
         QCOMPARE(ui->DWI_IntervalLeft->value(),
                  r.value("intervals").toObject().value("DWILeft").toInt());
         QCOMPARE(ui->ADC_IntervalRight->value(),
