@@ -73,7 +73,7 @@ struct RawImage
 {
     quint16 rows = 4, columns = 4, bitsAllocated = 16, bitsStored = 16, highBit = 15;
     quint16 pixelRepresentation = 0, samplesPerPixel = 1;
-    int planar = -1, frames = 0; // absent when negative or 0
+    int frames = 0; // absent when 0
     QByteArray photometric = "MONOCHROME2";
     QByteArray windowCenter, windowWidth; // absent when null
     QByteArray pixels = QByteArray(32, '\x11');
@@ -83,7 +83,6 @@ struct RawImage
 QByteArray layout(const RawImage& r)
 {
     return us(0x0028, 0x0002, r.samplesPerPixel) + element(0x0028, 0x0004, "CS", r.photometric) +
-           (r.planar >= 0 ? us(0x0028, 0x0006, quint16(r.planar)) : QByteArray()) +
            (r.frames > 0 ? element(0x0028, 0x0008, "IS", QByteArray::number(r.frames))
                          : QByteArray()) +
            us(0x0028, 0x0010, r.rows) + us(0x0028, 0x0011, r.columns) +
@@ -322,29 +321,6 @@ private slots:
             const int grey = qGray(image.pixel(a.x() % dicom.columns, a.x() / dicom.columns));
             QVERIFY2(grey == a.y(), qPrintable(QString("pixel %1: %2").arg(a.x()).arg(grey)));
         }
-    }
-
-    // Colour keeps each sample's low byte, plane by plane as declared, whatever the window.
-    void colourKeepsLowBytesAndIgnoresWindow()
-    {
-        const QList<QRgb> colours{qRgb(255, 0, 0),    qRgb(0, 255, 0),     qRgb(0, 0, 255),
-                                  qRgb(10, 100, 200), qRgb(255, 255, 255), qRgb(3, 7, 5)};
-        QImage expected(3, 2, QImage::Format_RGB32);
-        std::vector<qint64> planes(18);
-        for (int i = 0; i < colours.size(); ++i) {
-            expected.setPixel(i % 3, i / 3, colours[i]);
-            const int rgb[3] = {qRed(colours[i]), qGreen(colours[i]), qBlue(colours[i])};
-            for (int c = 0; c < 3; ++c)
-                planes[size_t(c * 6 + i)] = rgb[c] | 0x3700;
-        }
-        expected.convertTo(QImage::Format_Grayscale8);
-        RawImage r = image(3, 2, 16, false, planes);
-        r.samplesPerPixel = 3;
-        r.photometric = "RGB";
-        r.planar = 1;
-        r.windowCenter = "0";
-        r.windowWidth = "1";
-        QCOMPARE(load(write(imageFile(r))), expected);
     }
 
     void realFilesMatchIndependentDecoder_data()

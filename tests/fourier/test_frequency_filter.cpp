@@ -17,67 +17,50 @@ class TestFrequencyFilter : public QObject
 
 private slots:
     // The band filters raise a second cut-off that is not above the first, and say so; the
-    // radii are the cut-offs times half the image width.
-    void cutoffCorrection_data()
+    // radii are the cut-offs times half the image width. The image, columns 110, 60, 10, 60
+    // repeated, has frequencies only at distance 0 and 128, i.e. at cut-off 0.5: its filtered
+    // columns are the moduli of v (1 + i) times the parts kept (60 sqrt 2 = 84.85,
+    // 110 sqrt 2 = 155.56, 10 sqrt 2 = 14.14, 50 sqrt 2 = 70.71).
+    void filterFromControls_data()
     {
         QTest::addColumn<FrequencyFilter>("controls");
         QTest::addColumn<FilterParameters>("expected");
+        QTest::addColumn<QVector<int>>("columns");
+        QTest::newRow("BandPass 0.5/0.5 becomes 0.5/0.6: the wave on the excluded border")
+            << FrequencyFilter{BandPass, 0.5, 0.5}
+            << FilterParameters{BandPass, 0.5, .6, 128, 153.6f, true} << QVector<int>{0, 0, 0, 0};
         QTest::newRow("BandReject 0.5/0.2")
             << FrequencyFilter{BandReject, 0.5, 0.2}
-            << FilterParameters{BandReject, 0.5, .6, 128, 153.6f, true};
-        QTest::newRow("LowPass 0.5/0.2: silent")
+            << FilterParameters{BandReject, 0.5, .6, 128, 153.6f, true}
+            << QVector<int>{156, 85, 14, 85};
+        QTest::newRow("LowPass 0.5/0.2: silent, passes both")
             << FrequencyFilter{LowPass, 0.5, 0.2}
-            << FilterParameters{LowPass, 0.5, .6, 128, 153.6f, false};
-        QTest::newRow("BandPass in order")
-            << FrequencyFilter{BandPass, 0.2, 0.6}
-            << FilterParameters{BandPass, 0.2, .6, 51.2f, 153.6f, false};
-        QTest::newRow("type 4 is LowPass")
-            << FrequencyFilter{4, 0.3, 0.3}
-            << FilterParameters{LowPass, 0.3, .4, 76.8f, 102.4f, false};
+            << FilterParameters{LowPass, 0.5, .6, 128, 153.6f, false}
+            << QVector<int>{156, 85, 14, 85};
+        QTest::newRow("type 4 is LowPass, keeps the mean")
+            << FrequencyFilter{4, 0.4, 0.6}
+            << FilterParameters{LowPass, 0.4, .6, 102.4f, 153.6f, false}
+            << QVector<int>{85, 85, 85, 85};
+        QTest::newRow("HighPass keeps the wave")
+            << FrequencyFilter{HighPass, 0.4, 0.6}
+            << FilterParameters{HighPass, 0.4, .6, 102.4f, 153.6f, false}
+            << QVector<int>{71, 0, 71, 0};
     }
-    void cutoffCorrection()
+    void filterFromControls()
     {
         QFETCH(FrequencyFilter, controls);
         QFETCH(FilterParameters, expected);
+        QFETCH(QVector<int>, columns);
         const FilterParameters p = kelvara::filterParameters(controls, 512);
         QVERIFY(std::abs(p.cut2 - expected.cut2) < 1e-12);
         QVERIFY(p.type == expected.type && p.cut1 == expected.cut1);
         QVERIFY(p.radius1 == expected.radius1 && p.radius2 == expected.radius2);
         QCOMPARE(p.showCutoffMessage, expected.showCutoffMessage);
-    }
-
-    // Columns 110, 60, 10, 60 repeated: frequencies only at distance 0 and 128 on a 512-pixel
-    // image, i.e. at cut-off 0.5. Outputs are the moduli of v (1 + i) times the parts kept:
-    // 60 sqrt 2 = 84.85, 110 sqrt 2 = 155.56, 10 sqrt 2 = 14.14, 50 sqrt 2 = 70.71.
-    void filteredImageUsesTheRadii_data()
-    {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<double>("cut1");
-        QTest::addColumn<double>("cut2");
-        QTest::addColumn<QVector<int>>("columns"); // expected output of columns 0..3
-        QTest::newRow("LowPass 0.5 passes both")
-            << int(LowPass) << .5 << 0. << QVector<int>{156, 85, 14, 85};
-        QTest::newRow("LowPass 0.4 keeps the mean")
-            << int(LowPass) << .4 << 0. << QVector<int>{85, 85, 85, 85};
-        QTest::newRow("HighPass 0.4 keeps the wave")
-            << int(HighPass) << .4 << 0. << QVector<int>{71, 0, 71, 0};
-        // 0.5/0.5 becomes 0.5/0.6: the wave sits on the excluded first border.
-        QTest::newRow("BandPass corrected")
-            << int(BandPass) << .5 << .5 << QVector<int>{0, 0, 0, 0};
-    }
-    void filteredImageUsesTheRadii()
-    {
-        QFETCH(int, type);
-        QFETCH(double, cut1);
-        QFETCH(double, cut2);
-        QFETCH(QVector<int>, columns);
         QImage image(512, 512, QImage::Format_Grayscale8);
         for (int y = 0; y < 512; ++y)
             for (int x = 0; x < 512; ++x)
                 image.scanLine(y)[x] = uchar(QVector<int>{110, 60, 10, 60}[x % 4]);
-        const QImage out = kelvara::filteredImage(
-            image, kelvara::filterParameters(FrequencyFilter{type, cut1, cut2}, image.width()));
-        QCOMPARE(out.size(), image.size());
+        const QImage out = kelvara::filteredImage(image, p);
         QCOMPARE(out.format(), QImage::Format_Grayscale8);
         for (int y = 0; y < 512; y += 37)
             for (int x = 0; x < 512; ++x)
