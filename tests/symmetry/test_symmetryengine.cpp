@@ -177,21 +177,16 @@ private slots:
     }
 
     // AOIs beyond the canvas are clipped to it; the sanitizer build proves nothing else is
-    // touched. A one-cell-thin AOI fills exactly one canvas row or column.
+    // touched. A one-row AOI fills exactly one canvas row.
     void oversizeAoi()
     {
-        for (const QSize size : {QSize(2000, 1000), QSize(2000, 1), QSize(1, 1000)}) {
-            const int w = size.width(), h = size.height();
+        for (const int h : {1000, 1}) {
             SymmetryEngine engine;
-            compute(engine, w, h, uniformImage(100), false, true);
-            engine.smoothSymmetries(0, 1, 0, w, h, 1, 1, 1, 1, 0, 0, 0, 0, 0, 9, 9, 100, 100, 1);
+            compute(engine, 2000, h, uniformImage(100), false, true);
+            engine.smoothSymmetries(0, 1, 0, 2000, h, 1, 1, 1, 1, 0, 0, 0, 0, 0, 9, 9, 100, 100, 1);
             for (int x = 0; x < kN; ++x)
                 for (int y = 0; y < kN; ++y)
-                    COMPARE_EXACT(engine.t2Region()[x][y], (h == 1   ? y == 256
-                                                            : w == 1 ? x == 256
-                                                                     : true)
-                                                               ? 100.0
-                                                               : 0.0);
+                    COMPARE_EXACT(engine.t2Region()[x][y], h > 1 || y == 256 ? 100.0 : 0.0);
             COMPARE_EXACT(engine.dwiMaskAverage(), 1.0);
         }
     }
