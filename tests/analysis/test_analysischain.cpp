@@ -1,5 +1,6 @@
 // The analysis chain without any widget: solution composition, automatic bounds written back as
-// the controls would hold them, the cut-off notice, and the verdict on a case with known areas.
+// the controls would hold them, the region rows for odd AOI heights, the cut-off notice, and the
+// verdict on a case with known areas.
 #include "AnalysisChain.h"
 #include "ResultMatrix.h"
 #include "SymmetryEngine.h"

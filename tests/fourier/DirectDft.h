@@ -41,17 +41,14 @@ inline Grid directDft(const Grid& g, int sign)
     return out;
 }
 
-// The image's grey levels on a rows x cols grid, zero beyond the image (bottom and right), and
-// the sum of their magnitudes (the scale of the float error).
-inline Grid gridOf(const QImage& image, int rows, int cols, double* magnitude)
+// The image's grey levels, and the sum of their magnitudes (the scale of the float error).
+inline Grid gridOf(const QImage& image, double* magnitude)
 {
-    Grid g(rows, cols);
+    Grid g(image.height(), image.width());
     *magnitude = 0;
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x) {
-            g.at(y, x) = qGray(image.pixel(x, y));
-            *magnitude += qGray(image.pixel(x, y));
-        }
+    for (int y = 0; y < g.rows; ++y)
+        for (int x = 0; x < g.cols; ++x)
+            *magnitude += (g.at(y, x) = qGray(image.pixel(x, y))).real();
     return g;
 }
 

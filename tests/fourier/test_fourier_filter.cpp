@@ -128,7 +128,7 @@ private slots:
         const QImage out = engine.outputImage();
         const int R = out.height(), K = out.width(), cy = R / 2, cx = K / 2;
         double magnitude = 0;
-        const Grid F = directDft(gridOf(image, R, K, &magnitude), -1);
+        const Grid F = directDft(gridOf(image, &magnitude), -1);
         Grid P(R, K);
         for (int y = 0; y < R; ++y)
             for (int x = 0; x < K; ++x) {

@@ -61,19 +61,6 @@ class TestSymmetryEngine : public QObject
     Q_OBJECT
 
 private slots:
-    void planeCopiesOwnStorage()
-    {
-        Plane a;
-        a[3][4] = 7.0;
-        Plane b = a;
-        b[3][4] = 9.0;
-        COMPARE_EXACT(a.columns()[3][4], 7.0);
-        QCOMPARE(b.columns()[511], b.data() + 511 * kN);
-        a = b;
-        COMPARE_EXACT(a.columns()[3][4], 9.0);
-        QVERIFY(a.columns()[3] != b.columns()[3]);
-    }
-
     // Uniform grey 100 in the AOI W 100, H 50 (columns 206..305, rows 231..280): the raw
     // symmetries show only the ellipse's rim, 100 (or 255 - 100 inverted) where a cell faces a
     // mirror cell across the border, 0 (255) elsewhere.
