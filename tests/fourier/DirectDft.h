@@ -41,22 +41,15 @@ inline Grid directDft(const Grid& g, int sign)
     return out;
 }
 
-// The image's grey levels on a rows x cols grid, zero beyond the image (bottom and right).
-inline Grid gridOf(const QImage& image, int rows, int cols)
+// The image's grey levels, and the sum of their magnitudes (the scale of the float error).
+inline Grid gridOf(const QImage& image, double* magnitude)
 {
-    Grid g(rows, cols);
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            g.at(y, x) = qGray(image.pixel(x, y));
+    Grid g(image.height(), image.width());
+    *magnitude = 0;
+    for (int y = 0; y < g.rows; ++y)
+        for (int x = 0; x < g.cols; ++x)
+            *magnitude += (g.at(y, x) = qGray(image.pixel(x, y))).real();
     return g;
-}
-
-inline double sumOfMagnitudes(const Grid& g)
-{
-    double s = 0;
-    for (const Complex& c : g.v)
-        s += std::abs(c);
-    return s;
 }
 
 inline QImage randomImage(int width, int height, int maxGrey, quint32 seed)
@@ -69,19 +62,16 @@ inline QImage randomImage(int width, int height, int maxGrey, quint32 seed)
     return image;
 }
 
-// 8-bit conversion of the engine: round half to even, saturate.
-inline int toByte(double v)
-{
-    return std::isnan(v) || v <= 0 ? 0 : v >= 255 ? 255 : static_cast<int>(std::nearbyint(v));
-}
-
-// The first pixel that is not what shown(m) gives for some m within err of exact(x, y), or an
-// empty string; shown must not decrease. The engine computes in float, so values near a
-// rounding step may go either way.
+// The first pixel that is not what shown(m) gives, rounded half to even and saturated, for
+// some m within err of exact(x, y); or an empty string. shown must not decrease. The engine
+// computes in float, so values near a rounding step may go either way.
 inline QString firstBadByte(
     const QImage& out, const std::function<double(int x, int y)>& exact, double err,
     const std::function<double(double)>& shown = [](double m) { return m; })
 {
+    auto toByte = [](double v) {
+        return std::isnan(v) || v <= 0 ? 0 : v >= 255 ? 255 : static_cast<int>(std::nearbyint(v));
+    };
     for (int y = 0; y < out.height(); ++y)
         for (int x = 0; x < out.width(); ++x) {
             const double m = exact(x, y);
