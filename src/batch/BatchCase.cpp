@@ -68,7 +68,7 @@ bool readProject(const QString& path, StoredFile* file, QString* error)
 // One modality's image through the window's loader for its kind. Relative paths are taken
 // from the project's folder, so a case can be moved as a whole.
 bool loadImage(const QString& projectPath, Modality m, const ImageSource& source,
-               CaseImages* images, QString* error)
+               CaseImages* images, QString* error, QStringList* warnings)
 {
     const QString modality = QString::fromLatin1(modalityName(m));
     if (source.path.isEmpty()) {
@@ -90,8 +90,11 @@ bool loadImage(const QString& projectPath, Modality m, const ImageSource& source
     }
     if (source.kind == QLatin1String("DICOM")) {
         QString reason;
-        if (!images->loadDicom(m, path, &reason)) {
-            *error = QStringLiteral("%1 image: %2").arg(modality, reason);
+        ImageSource resolved = source;
+        resolved.path = path;
+        if (!images->loadSource(m, resolved, &reason, warnings)) {
+            // Series errors name the modality themselves.
+            *error = readsSeries(resolved) ? reason : QStringLiteral("%1 image: %2").arg(modality, reason);
             return false;
         }
         if (images->image(m).isNull()) {
@@ -145,6 +148,7 @@ struct LoadedCase
     QFileInfo project;
     CaseImages images;
     ControlValues controls;
+    QStringList warnings;
 };
 
 // Everything the analysis computed, kept until it is written. Heap: the engine's planes and the
@@ -168,9 +172,14 @@ bool loadCase(const QString& projectPath, const BatchOptions& options, LoadedCas
     if (!readProject(projectPath, &file, error))
         return false;
     for (Modality m : kModalities)
-        if (!loadImage(projectPath, m, file.images[static_cast<int>(m)], &loaded->images, error))
+        if (!loadImage(projectPath, m, file.images[static_cast<int>(m)], &loaded->images, error,
+                       &loaded->warnings))
             return false;
     loaded->controls = file.applyTo(options.controlsBeforeLoad());
+    for (Modality m : kModalities)
+        if (file.images[static_cast<int>(m)].autoScale &&
+            !loaded->images.automaticScale(m, &loaded->controls.scale[static_cast<int>(m)], error))
+            return false;
     loaded->images.setGeometry(loaded->controls);
     return true;
 }
@@ -341,6 +350,7 @@ QJsonObject resultJson(const LoadedCase& loaded, const CaseAnalysis& a, const Ca
     r.insert(QStringLiteral("keptAreaPixels"), out.keptAreaPixels);
     r.insert(QStringLiteral("verdict"), verdictText(out.pathology));
     r.insert(QStringLiteral("pathology"), out.pathology);
+    r.insert(QStringLiteral("warnings"), QJsonArray::fromStringList(loaded.warnings));
     r.insert(QStringLiteral("timingsMs"), timings);
     return r;
 }
@@ -363,6 +373,9 @@ CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options
     LoadedCase loaded;
     if (!loadCase(projectPath, options, &loaded, &out.error))
         return out;
+    if (note)
+        for (const QString& w : std::as_const(loaded.warnings))
+            note(QStringLiteral("%1: %2").arg(out.name, w));
     timer.lap("load");
 
     CaseAnalysis analysis;

@@ -1,6 +1,7 @@
 #include "CaseImages.h"
 
 #include "DICOMUtil.h"
+#include "StoredControlTable.h"
 #include "Numeric.h"
 
 #include <QDir>
@@ -77,6 +78,90 @@ bool CaseImages::loadDicom(Modality m, const QString& path, QString* error)
             *error = QString::fromUtf8(e.what());
         return false;
     }
+}
+
+bool CaseImages::loadSource(Modality m, const ImageSource& source, QString* error,
+                            QStringList* warnings)
+{
+    if (source.kind != kDicom || !readsSeries(source)) {
+        chosen[index(m)].reset();
+        const bool loaded = load(m, source, error);
+        sources[index(m)] = source;
+        return loaded;
+    }
+    try {
+        const ChosenImage* t2 = m == Modality::T2 ? nullptr : chosenImage(Modality::T2);
+        // A T2 read from a single file still has a position to match.
+        std::optional<ChosenImage> t2File;
+        const ImageSource& t2Source = sources[index(Modality::T2)];
+        if (m != Modality::T2 && !t2 && t2Source.kind == kDicom && !t2Source.path.isEmpty()) {
+            try {
+                ImageSource firstFrame = t2Source;
+                firstFrame.slice = -1;
+                t2File = chooseSeriesImage(Modality::T2, firstFrame, nullptr);
+                const auto& images = t2File->series.images;
+                for (std::size_t i = 0; i < images.size(); ++i)
+                    if (images[i].frame == 0)
+                        t2File->index = int(i);
+                t2 = &*t2File;
+            } catch (const std::exception&) {
+                // No position then: the middle slice, with its warning.
+            }
+        }
+        ChosenImage choice = chooseSeriesImage(m, source, t2);
+        setImage(m, choice.series.loadImage(choice.index));
+        if (warnings)
+            *warnings << choice.warnings;
+        chosen[index(m)] = std::move(choice);
+        sources[index(m)] = source;
+        return true;
+    } catch (const std::exception& e) {
+        sources[index(m)] = source;
+        if (error)
+            *error = QString::fromUtf8(e.what());
+        return false;
+    }
+}
+
+const ChosenImage* CaseImages::chosenImage(Modality m) const
+{
+    return chosen[index(m)] ? &*chosen[index(m)] : nullptr;
+}
+
+bool CaseImages::setSlice(Modality m, int slice, QString* error)
+{
+    ImageSource source = sources[index(m)];
+    source.slice = slice;
+    return loadSource(m, source, error);
+}
+
+bool CaseImages::automaticScale(Modality m, double* scale, QString* error)
+{
+    // A single file's spacing comes from its own header.
+    auto spacing = [this](Modality k) {
+        if (const ChosenImage* c = chosenImage(k))
+            return c->image().pixelSpacing[1];
+        if (sources[index(k)].kind != kDicom)
+            return kNoValue;
+        try {
+            const DicomScan scan = scanDicomSeries(sources[index(k)].path);
+            return scan.series.front().images.front().pixelSpacing[1];
+        } catch (const std::exception&) {
+            return kNoValue;
+        }
+    };
+    const double own = spacing(m), t2 = spacing(Modality::T2);
+    if (!(own > 0.0) || !(t2 > 0.0)) {
+        if (error)
+            *error = QStringLiteral("%1 image '%2': \"Scale\": \"auto\" needs the pixel spacing "
+                                    "of this image and of T2 ('%3')")
+                         .arg(QLatin1String(modalityName(m)), source(m).path,
+                              source(Modality::T2).path);
+        return false;
+    }
+    const QString control = QStringLiteral("OverlayScale") + QLatin1String(modalityName(m));
+    *scale = m == Modality::T2 ? 1.0 : StoredControlTable::limitedNumber(control, own / t2);
+    return true;
 }
 
 bool CaseImages::load(Modality m, const ImageSource& source, QString* error)

@@ -4,12 +4,14 @@
 #include "ControlValues.h"
 #include "ImageSource.h"
 #include "Modality.h"
+#include "SeriesChoice.h"
 
 #include <QImage>
 #include <QPointF>
 #include <QSize>
 
 #include <array>
+#include <optional>
 
 namespace kelvara {
 
@@ -64,6 +66,21 @@ public:
     // kind reads nothing.
     bool load(Modality m, const ImageSource& source, QString* error = nullptr);
 
+    // A project's DICOM source: a file read as loadDicom does, or, for a folder or a source
+    // with series keys, the image they choose (DWI and ADC default to the slice nearest to
+    // T2's, so T2 is loaded first). False with *error naming the modality, the path and the
+    // problem; notes that are not errors (a far slice) go to *warnings.
+    bool loadSource(Modality m, const ImageSource& source, QString* error,
+                    QStringList* warnings = nullptr);
+    // The series image chosen for a modality, when its source chose one.
+    const ChosenImage* chosenImage(Modality m) const;
+    // Another slice of the chosen series, read as loading does.
+    bool setSlice(Modality m, int slice, QString* error);
+
+    // The modality's column pixel spacing over T2's, rounded as the scale spin box rounds
+    // (T2 gives 1). False with *error when either image has no pixel spacing.
+    bool automaticScale(Modality m, double* scale, QString* error);
+
     void setImage(Modality m, const QImage& image);
     const QImage& image(Modality m) const { return images[index(m)]; }
     const ImageSource& source(Modality m) const { return sources[index(m)]; }
@@ -102,6 +119,7 @@ private:
     int hCells = 50, vCells = 50, hStep = 1, vStep = 1;
     int hPos = 0, vPos = 0;
     AOIExtractor extractor;
+    std::array<std::optional<ChosenImage>, 3> chosen;
 };
 
 } // namespace kelvara
