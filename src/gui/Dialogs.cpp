@@ -1,6 +1,7 @@
 #include "Dialogs.h"
 
 #include <QFileDialog>
+#include <QInputDialog>
 #include <QMessageBox>
 
 namespace kelvara {
@@ -24,7 +25,46 @@ Dialogs::MessageHandler& infoHandler()
     return h;
 }
 
+Dialogs::FolderHandler& folderHandler()
+{
+    static Dialogs::FolderHandler h;
+    return h;
+}
+
+Dialogs::ChoiceHandler& choiceHandler()
+{
+    static Dialogs::ChoiceHandler h;
+    return h;
+}
+
 } // namespace
+
+QString Dialogs::getExistingDirectory(QWidget* parent, const QString& caption, const QString& dir)
+{
+    if (folderHandler())
+        return folderHandler()(parent, caption, dir);
+    return QFileDialog::getExistingDirectory(parent, caption, dir);
+}
+
+int Dialogs::chooseItem(QWidget* parent, const QString& title, const QString& label,
+                        const QStringList& items)
+{
+    if (choiceHandler())
+        return choiceHandler()(parent, title, label, items);
+    bool ok = false;
+    const QString item = QInputDialog::getItem(parent, title, label, items, 0, false, &ok);
+    return ok ? int(items.indexOf(item)) : -1;
+}
+
+void Dialogs::setFolderHandler(FolderHandler handler)
+{
+    folderHandler() = std::move(handler);
+}
+
+void Dialogs::setChoiceHandler(ChoiceHandler handler)
+{
+    choiceHandler() = std::move(handler);
+}
 
 QString Dialogs::getOpenFileName(QWidget* parent, const QString& caption, const QString& dir,
                                  const QString& filter)
@@ -71,6 +111,8 @@ void Dialogs::resetHandlers()
     openHandler() = nullptr;
     saveHandler() = nullptr;
     infoHandler() = nullptr;
+    folderHandler() = nullptr;
+    choiceHandler() = nullptr;
 }
 
 } // namespace kelvara

@@ -137,6 +137,8 @@ MainWindow::MainWindow(QWidget* parent)
 
     setUpViewingAids();
 
+    buildSeriesControls();
+
     // AOI start-up geometry from the cell spin boxes; the extraction is already due to run.
     applyAOISize();
 

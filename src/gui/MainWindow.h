@@ -16,10 +16,15 @@
 #include <QMainWindow>
 #include <QString>
 
+#include <array>
 #include <memory>
 
 class QLabel;
 class QSlider;
+
+class QDoubleSpinBox;
+class QLabel;
+class QSpinBox;
 
 namespace Ui {
 class MainWindow;
@@ -174,7 +179,18 @@ private:
     static QString statisticText(double value);
 
     // Case loading, overlay registration and the AOI (MainWindowInput.cpp).
-    void loadModalityImage(kelvara::Modality m, const QString& path, const QString& kind);
+    void loadModalityImage(kelvara::Modality m, const kelvara::ImageSource& source);
+
+    // Series input (MainWindowSeries.cpp): a folder per modality, a slice per modality, the
+    // scales from the pixel spacings.
+    void buildSeriesControls();
+    void loadSeriesFolder(kelvara::Modality m);
+    void chooseSlice(kelvara::Modality m, int slice);
+    void showSliceChoice(kelvara::Modality m);
+    void applyAutomaticScales();
+    bool applyAutomaticScale(kelvara::Modality m);
+    bool automaticScaleInUse(kelvara::Modality m) const;
+    QDoubleSpinBox* scaleBox(kelvara::Modality m) const;
     // The AOI size and position of the controls into the case and the overlay.
     void applyAOISize();
     void applyAOIPosition();
@@ -223,5 +239,9 @@ private:
     kelvara::AnalysisChain chain;
 
     QString baseTitle;
+    std::array<QSpinBox*, 3> sliceBoxes{};
+    std::array<QLabel*, 3> slicePositions{};
+    // The scale the automatic scale last set per modality; NaN when it was not used.
+    std::array<double, 3> automaticScales{};
     bool cutoffNoticePending = false;
 };

@@ -36,7 +36,10 @@ void MainWindow::on_SaveProjectButton_clicked()
                                                            QStringLiteral("."), kProjectFilter);
     if (path.isEmpty())
         return;
-    if (kelvara::ControlFile::project().save(path, controlValues(), caseImages.imageSources()))
+    std::array<kelvara::ImageSource, 3> sources = caseImages.imageSources();
+    for (Modality m : kelvara::kModalities)
+        sources[int(m)].autoScale = automaticScaleInUse(m);
+    if (kelvara::ControlFile::project().save(path, controlValues(), sources))
         showProjectName(path);
 }
 
@@ -51,13 +54,15 @@ void MainWindow::on_LoadProjectButton_clicked()
         return;
     // Images first: the scales and the AOI restored after them put every box in place.
     for (Modality m : kelvara::kModalities) {
-        const kelvara::ImageSource& source = file->images[int(m)];
-        loadModalityImage(m,
-                          kelvara::resolveImagePath(source.path, path,
-                                                    kelvara::ImagePathBase::WorkingDirectoryFirst),
-                          source.kind);
+        kelvara::ImageSource source = file->images[int(m)];
+        source.path = kelvara::resolveImagePath(source.path, path,
+                                                kelvara::ImagePathBase::WorkingDirectoryFirst);
+        loadModalityImage(m, source);
     }
     applyStoredFile(*file);
+    for (Modality m : kelvara::kModalities)
+        if (file->images[int(m)].autoScale)
+            applyAutomaticScale(m);
     markResultsStale();
     showProjectName(path);
 }

@@ -33,51 +33,55 @@ void MainWindow::on_OverlayImgLoadT2_BMP_clicked()
 {
     const QString file = askForImage(this);
     if (!file.isEmpty())
-        loadModalityImage(Modality::T2, file, kBmp);
+        loadModalityImage(Modality::T2, {file, kBmp});
 }
 
 void MainWindow::on_OverlayImgLoadDWI_BMP_clicked()
 {
     const QString file = askForImage(this);
     if (!file.isEmpty())
-        loadModalityImage(Modality::DWI, file, kBmp);
+        loadModalityImage(Modality::DWI, {file, kBmp});
 }
 
 void MainWindow::on_OverlayImgLoadADC_BMP_clicked()
 {
     const QString file = askForImage(this);
     if (!file.isEmpty())
-        loadModalityImage(Modality::ADC, file, kBmp);
+        loadModalityImage(Modality::ADC, {file, kBmp});
 }
 
 void MainWindow::on_OverlayImgLoadT2_DICOM_clicked()
 {
     const QString file = askForDicom(this);
     if (!file.isEmpty())
-        loadModalityImage(Modality::T2, file, kDicom);
+        loadModalityImage(Modality::T2, {file, kDicom});
 }
 
 void MainWindow::on_OverlayImgLoadDWI_DICOM_clicked()
 {
     const QString file = askForDicom(this);
     if (!file.isEmpty())
-        loadModalityImage(Modality::DWI, file, kDicom);
+        loadModalityImage(Modality::DWI, {file, kDicom});
 }
 
 void MainWindow::on_OverlayImgLoadADC_DICOM_clicked()
 {
     const QString file = askForDicom(this);
     if (!file.isEmpty())
-        loadModalityImage(Modality::ADC, file, kDicom);
+        loadModalityImage(Modality::ADC, {file, kDicom});
 }
 
-void MainWindow::loadModalityImage(Modality m, const QString& path, const QString& kind)
+void MainWindow::loadModalityImage(Modality m, const kelvara::ImageSource& source)
 {
     // A failed DICOM read keeps the previous image, an unreadable BMP gives a null one (the
     // AOI then reads as missing data); either way the AOI is cut again.
     QString error;
-    const bool loaded = caseImages.load(m, {path, kind}, &error);
-    if (loaded)
+    QStringList warnings;
+    const QString& kind = source.kind;
+    const bool loaded = caseImages.loadSource(m, source, &error, &warnings);
+    if (loaded && !warnings.isEmpty())
+        ui->statusbar->showMessage(warnings.join(QStringLiteral("; ")));
+    else if (loaded)
         ui->statusbar->clearMessage();
     else if (kind == kDicom) // the reader's text names the file and the reason
         ui->statusbar->showMessage(error);
@@ -87,6 +91,7 @@ void MainWindow::loadModalityImage(Modality m, const QString& path, const QStrin
     if (loaded || kind == kBmp)
         markResultsStale();
     overlayView.setImage(m, caseImages.image(m));
+    showSliceChoice(m);
 }
 
 // --- Overlay -------------------------------------------------------------------------------
