@@ -9,6 +9,8 @@
 
 #include <cmath>
 
+namespace kelvara {
+
 ImageScene::ImageScene()
 {
     pixmap = new MidLinePixmapItem();
@@ -87,9 +89,11 @@ void ImageScene::saveShownImage()
     if (!pixmap)
         return;
     const QImage shown = pixmap->renderToImage();
-    const QString name = kelvara::Dialogs::getSaveFileName(nullptr, QStringLiteral("Save image"),
+    const QString name = Dialogs::getSaveFileName(nullptr, QStringLiteral("Save image"),
                                                            QStringLiteral("."),
                                                            QStringLiteral("PNG files (*.png)"));
     if (!name.isEmpty())
         shown.save(name);
 }
+
+} // namespace kelvara

@@ -8,6 +8,8 @@
 class MidLinePixmapItem;
 class QGraphicsEllipseItem;
 
+namespace kelvara {
+
 // One grey image with an optional midline and a green AOI box: the common part of T2_View and
 // MaskView, which differ in what their save button does.
 class ImageScene : public AbstractView
@@ -59,3 +61,5 @@ protected:
     bool hasImage = false;
 
 };
+
+} // namespace kelvara

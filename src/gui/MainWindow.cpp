@@ -34,7 +34,7 @@ MainWindow::MainWindow(QWidget* parent)
 
     // Image scenes: box flag before midline flag.
     struct Binding {
-        ImageScene* scene;
+        kelvara::ImageScene* scene;
         QGraphicsView* view;
         QPushButton* save;
         bool midline;
@@ -211,15 +211,15 @@ MainWindow::~MainWindow()
 // Zoom sliders: value 100 is 1:1.
 void MainWindow::on_DWIZoomSlider_valueChanged(int value)
 {
-    for (ImageScene* s : {static_cast<ImageScene*>(&dwiAOIView), static_cast<ImageScene*>(&dwiMaskView),
-                          static_cast<ImageScene*>(&dwiSymMaskView)})
+    for (kelvara::ImageScene* s : {static_cast<kelvara::ImageScene*>(&dwiAOIView), static_cast<kelvara::ImageScene*>(&dwiMaskView),
+                          static_cast<kelvara::ImageScene*>(&dwiSymMaskView)})
         s->setZoom(value);
 }
 
 void MainWindow::on_ADCZoomSlider_valueChanged(int value)
 {
-    for (ImageScene* s : {static_cast<ImageScene*>(&adcAOIView), static_cast<ImageScene*>(&adcMaskView),
-                          static_cast<ImageScene*>(&adcSymMaskView)})
+    for (kelvara::ImageScene* s : {static_cast<kelvara::ImageScene*>(&adcAOIView), static_cast<kelvara::ImageScene*>(&adcMaskView),
+                          static_cast<kelvara::ImageScene*>(&adcSymMaskView)})
         s->setZoom(value);
 }
 

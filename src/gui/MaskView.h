@@ -4,7 +4,7 @@
 
 // Image scene that keeps the aspect ratio and smooths when scaling; its save button writes the
 // shown image as PNG.
-class MaskView : public ImageScene
+class MaskView : public kelvara::ImageScene
 {
     Q_OBJECT
 public:

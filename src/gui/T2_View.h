@@ -4,7 +4,7 @@
 
 // Image scene that scales ignoring the aspect ratio, without smoothing. Its save button does
 // nothing (spectra and AOI previews are not saved).
-class T2_View : public ImageScene
+class T2_View : public kelvara::ImageScene
 {
     Q_OBJECT
 public:
