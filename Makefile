@@ -14,7 +14,7 @@ FUZZ_SECONDS ?= 60
 RUN_DIR ?= $(BUILD)/samples
 run: build
 	mkdir -p $(RUN_DIR)
-	cp -rn samples/config.cfg samples/*.kelvara samples/lesion samples/healthy $(RUN_DIR)/
+	cp -rn samples/config.cfg samples/*.kelvara samples/lesion samples/healthy samples/exam $(RUN_DIR)/
 	cd $(RUN_DIR) && $(abspath $(BUILD))/src/app/kelvara
 
 # The headless analysis of both sample cases.
@@ -22,7 +22,7 @@ demo: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
 	cmake --build $(BUILD) --target kelvara-batch -j $(JOBS)
 	./$(BUILD)/src/batch/kelvara-batch --out $(BUILD)/demo --small-area 20 --pathology 50 \
-	  samples/lesion.kelvara samples/healthy.kelvara
+	  samples/lesion.kelvara samples/healthy.kelvara samples/exam.kelvara
 	@cat $(BUILD)/demo/summary.csv
 
 # Regenerates the sample DICOM files (they are committed; this is only needed to change them).

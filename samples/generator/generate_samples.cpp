@@ -1,5 +1,6 @@
 // Writes the synthetic sample cases: one axial prostate slice as T2, DWI and ADC MR DICOM
-// files, once with a one-sided peripheral-zone lesion and once without.
+// files, once with a one-sided peripheral-zone lesion and once without; and an examination of
+// series folders (exam/) around the lesion.
 //
 //   kelvara-sample-generator OUTPUT_DIR
 //
@@ -56,8 +57,9 @@ double softEllipse(double x, double y, double cx, double cy, double ax, double a
     return std::clamp((1.0 + edge - r) / (2.0 * edge), 0.0, 1.0);
 }
 
-// Tissue mixture at a point in normalised coordinates (-1..1, y downwards = posterior).
-double anatomy(double x, double y, Kind k, bool lesion)
+// Tissue mixture at a point in normalised coordinates (-1..1, y downwards = posterior); the
+// lesion's size is scaled by `lesion` (0: none).
+double anatomy(double x, double y, Kind k, double lesion)
 {
     double v = channel(kAir, k);
     auto blend = [&](const Tissue& t, double w) { v = v * (1.0 - w) + channel(t, k) * w; };
@@ -75,12 +77,12 @@ double anatomy(double x, double y, Kind k, bool lesion)
     blend(kPeripheral, softEllipse(x, y, 0.0, 0.02, 0.30, 0.24, 0.06));
     blend(kTransition, softEllipse(x, y, 0.0, -0.05, 0.19, 0.14, 0.10));
     blend(kUrethra, softEllipse(x, y, 0.0, -0.04, 0.025, 0.025, 0.30));
-    if (lesion)
-        blend(kLesion, softEllipse(x, y, 0.16, 0.12, 0.075, 0.065, 0.25));
+    if (lesion > 0.0)
+        blend(kLesion, softEllipse(x, y, 0.16, 0.12, 0.075 * lesion, 0.065 * lesion, 0.25));
     return v;
 }
 
-std::vector<Uint16> renderSlice(int size, Kind k, bool lesion, std::mt19937& rng)
+std::vector<Uint16> renderSlice(int size, Kind k, double lesion, std::mt19937& rng)
 {
     // A few sub-samples per pixel so the coarse diffusion images carry partial volume.
     const int sub = 3;
@@ -107,14 +109,27 @@ std::vector<Uint16> renderSlice(int size, Kind k, bool lesion, std::mt19937& rng
     return pixels;
 }
 
+// Where a slice sits in its series; the defaults are those of the single-slice cases.
+struct Placement
+{
+    double z = 0.0;
+    int instance = 1;
+    const char* description = nullptr; // the sequence's own when null
+    double bValue = -1.0;              // none when negative
+    const char* orientation = "1\\0\\0\\0\\1\\0";
+};
+
 bool writeDicom(const std::string& path, const std::vector<Uint16>& pixels, int size, Kind k,
                 const char* patientName, const char* studyUid, const char* seriesUid,
-                const char* frameOfReferenceUid)
+                const char* frameOfReferenceUid, const Placement& at = {})
 {
     DcmFileFormat file;
     DcmDataset* ds = file.getDataset();
     char uid[100];
-    const char* description = k == Kind::T2 ? "T2W TSE AX" : k == Kind::DWI ? "DWI b1400" : "ADC";
+    const char* description = at.description ? at.description
+                              : k == Kind::T2  ? "T2W TSE AX"
+                              : k == Kind::DWI ? "DWI b1400"
+                                               : "ADC";
     const double fov = 180.0; // mm
     const std::string spacing = std::to_string(fov / size);
 
@@ -134,9 +149,12 @@ bool writeDicom(const std::string& path, const std::vector<Uint16>& pixels, int 
                            k == Kind::ADC ? "DERIVED\\PRIMARY\\ADC" : "ORIGINAL\\PRIMARY");
     ds->putAndInsertString(DCM_SliceThickness, "3");
     ds->putAndInsertString(DCM_PixelSpacing, (spacing + "\\" + spacing).c_str());
-    ds->putAndInsertString(DCM_ImagePositionPatient, "-90\\-90\\0");
-    ds->putAndInsertString(DCM_ImageOrientationPatient, "1\\0\\0\\0\\1\\0");
-    ds->putAndInsertString(DCM_InstanceNumber, "1");
+    ds->putAndInsertString(DCM_ImagePositionPatient,
+                           ("-90\\-90\\" + std::to_string(at.z)).c_str());
+    ds->putAndInsertString(DCM_ImageOrientationPatient, at.orientation);
+    ds->putAndInsertString(DCM_InstanceNumber, std::to_string(at.instance).c_str());
+    if (at.bValue >= 0.0)
+        ds->putAndInsertFloat64(DCM_DiffusionBValue, at.bValue);
     ds->putAndInsertUint16(DCM_SamplesPerPixel, 1);
     ds->putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2");
     ds->putAndInsertUint16(DCM_Rows, static_cast<Uint16>(size));
@@ -163,6 +181,60 @@ bool writeDicom(const std::string& path, const std::vector<Uint16>& pixels, int 
         return false;
     }
     return true;
+}
+
+// An examination as a scanner exports it: a T2 series of five axial slices with a sagittal
+// localizer in the same folder, a DWI series with b = 0 and 1400 at each position and an ADC
+// series. File names say nothing and InstanceNumber runs against position; the lesion is
+// largest on the middle slice. The series UIDs are fixed so that exam.kelvara can name them.
+bool writeExamination(const std::string& out)
+{
+    std::mt19937 rng(3003u);
+    char study[100], frame[100];
+    dcmGenerateUniqueIdentifier(study, SITE_STUDY_UID_ROOT);
+    dcmGenerateUniqueIdentifier(frame, SITE_STUDY_UID_ROOT);
+    const std::string root = std::string(SITE_SERIES_UID_ROOT) + ".9001.";
+    const std::string t2Uid = root + "1", localizerUid = root + "2", dwiUid = root + "3",
+                      adcUid = root + "4";
+    const char* patient = "KELVARA^exam";
+    std::error_code ec;
+    for (const char* folder : {"/t2", "/dwi", "/adc"})
+        std::filesystem::create_directories(out + folder, ec);
+    const double z[] = {-6.0, -3.0, 0.0, 3.0, 6.0};
+    const double lesion[] = {0.0, 0.6, 1.0, 0.7, 0.0};
+    int file = 0;
+    auto name = [&](const char* folder) {
+        char n[32];
+        std::snprintf(n, sizeof n, "/%s/IM%04d", folder, ++file);
+        return out + n;
+    };
+    bool ok = true;
+    for (int i = 0; i < 5; ++i) {
+        const Placement at{z[i], 5 - i};
+        ok = writeDicom(name("t2"), renderSlice(192, Kind::T2, lesion[i], rng), 192, Kind::T2,
+                        patient, study, t2Uid.c_str(), frame, at) &&
+             ok;
+    }
+    Placement sagittal;
+    sagittal.description = "LOCALIZER SAG";
+    sagittal.orientation = "0\\1\\0\\0\\0\\-1";
+    ok = writeDicom(name("t2"), renderSlice(192, Kind::T2, 0.0, rng), 192, Kind::T2, patient,
+                    study, localizerUid.c_str(), frame, sagittal) &&
+         ok;
+    // The diffusion slices sit half a millimetre off T2's, as in a real examination.
+    for (int i = 0; i < 5; ++i) {
+        for (double b : {0.0, 1400.0}) {
+            Placement at{z[i] + 0.5, 10 - 2 * i - (b > 0 ? 0 : 1), "DWI b0 b1400", b};
+            const Kind look = b > 0 ? Kind::DWI : Kind::T2;
+            ok = writeDicom(name("dwi"), renderSlice(96, look, lesion[i], rng), 96, Kind::DWI,
+                            patient, study, dwiUid.c_str(), frame, at) &&
+                 ok;
+        }
+        ok = writeDicom(name("adc"), renderSlice(96, Kind::ADC, lesion[i], rng), 96, Kind::ADC,
+                        patient, study, adcUid.c_str(), frame, Placement{z[i] + 0.5, 5 - i}) &&
+             ok;
+    }
+    return ok;
 }
 
 } // namespace
@@ -208,6 +280,7 @@ int main(int argc, char** argv)
                  ok;
         }
     }
+    ok = writeExamination(out + "/exam") && ok;
     DcmRLEEncoderRegistration::cleanup();
     return ok ? 0 : 1;
 }
