@@ -127,9 +127,9 @@ void MainWindow::showSliceChoice(Modality m)
     const kelvara::DicomSeriesImage& image = chosen->image();
     QString text = std::isnan(image.normalPosition)
                        ? QStringLiteral("no position")
-                       : QStringLiteral("at %1 mm").arg(image.normalPosition, 0, 'f', 1);
+                       : QStringLiteral("%1 mm").arg(image.normalPosition, 0, 'f', 1);
     if (image.bValue)
-        text += QStringLiteral(", b = %1").arg(*image.bValue);
+        text += QStringLiteral(", b %1").arg(*image.bValue);
     label->setText(text);
 }
 
