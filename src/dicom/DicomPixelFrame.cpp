@@ -190,30 +190,25 @@ FrameBytes readNativeFrame(DcmDataset& dataset, DcmElement& pixelData, const Pix
 {
     const uint64_t frameBytes = bytesFor(samplesPerFrame, l.bitsAllocated);
     const uint64_t length = pixelData.getLength();
+    auto mismatch = [&](const char* comparison) {
+        return DicomError(path, QStringLiteral("Pixel Data holds %1 bytes, %2 than the %3 that "
+                                               "%4 frame(s) of %5 x %6 pixels with %7 sample(s) "
+                                               "of %8 bits take")
+                                    .arg(length)
+                                    .arg(QLatin1String(comparison))
+                                    .arg(declaredBytes)
+                                    .arg(l.frames)
+                                    .arg(l.columns)
+                                    .arg(l.rows)
+                                    .arg(l.samplesPerPixel)
+                                    .arg(l.bitsAllocated));
+    };
     if (length < declaredBytes)
-        throw DicomError(path, QStringLiteral("Pixel Data holds %1 bytes, fewer than the %2 "
-                                              "that %3 frame(s) of %4 x %5 pixels with %6 "
-                                              "sample(s) of %7 bits take")
-                                   .arg(length)
-                                   .arg(declaredBytes)
-                                   .arg(l.frames)
-                                   .arg(l.columns)
-                                   .arg(l.rows)
-                                   .arg(l.samplesPerPixel)
-                                   .arg(l.bitsAllocated));
+        throw mismatch("fewer");
     // Trailing padding is tolerated; a whole frame or more beyond the declared size means the
     // dimensions do not describe this data.
     if (length - declaredBytes >= std::max<uint64_t>(frameBytes, 2))
-        throw DicomError(path, QStringLiteral("Pixel Data holds %1 bytes, more than the %2 "
-                                              "that %3 frame(s) of %4 x %5 pixels with %6 "
-                                              "sample(s) of %7 bits take")
-                                   .arg(length)
-                                   .arg(declaredBytes)
-                                   .arg(l.frames)
-                                   .arg(l.columns)
-                                   .arg(l.rows)
-                                   .arg(l.samplesPerPixel)
-                                   .arg(l.bitsAllocated));
+        throw mismatch("more");
 
     const uint64_t firstBit = uint64_t(frame) * samplesPerFrame * l.bitsAllocated;
     const uint64_t start = (firstBit / 8) & ~uint64_t(1);
