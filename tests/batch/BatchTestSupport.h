@@ -35,9 +35,7 @@ inline Run runBatch(const QStringList& args)
 inline QJsonObject readJson(const QString& path)
 {
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
-        return {};
-    return QJsonDocument::fromJson(f.readAll()).object();
+    return f.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(f.readAll()).object() : QJsonObject();
 }
 
 // A .npy float64 array read back by the format's own rules (not by the writer's code).
@@ -51,25 +49,18 @@ struct Npy
 inline bool readNpy(const QString& path, Npy* npy)
 {
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray b = f.readAll();
+    const QByteArray b = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
     if (b.size() < 10 || !b.startsWith("\x93NUMPY"))
         return false;
-    const int headerLen = qFromLittleEndian<quint16>(b.constData() + 8);
-    const QString header = QString::fromLatin1(b.mid(10, headerLen));
-    if (!header.contains(QLatin1String("'<f8'")) || !header.contains(QLatin1String("False")))
-        return false;
-    const int open = header.indexOf(QLatin1Char('('));
-    const QStringList shape = header.mid(open + 1, header.indexOf(QLatin1Char(')')) - open - 1)
-                                  .split(QLatin1Char(','), Qt::SkipEmptyParts);
-    if (shape.size() != 2)
+    const qsizetype offset = 10 + qFromLittleEndian<quint16>(b.constData() + 8);
+    const QString header = QString::fromLatin1(b.mid(10, offset - 10));
+    const QStringList shape = header.section('(', 1).section(')', 0, 0).split(',', Qt::SkipEmptyParts);
+    if (!header.contains("'<f8'") || !header.contains("False") || shape.size() != 2)
         return false;
     npy->rows = shape[0].trimmed().toInt();
     npy->cols = shape[1].trimmed().toInt();
-    const qsizetype offset = 10 + headerLen;
     const qsizetype n = qsizetype(npy->rows) * npy->cols;
-    if ((offset % 64) != 0 || b.size() != offset + n * 8)
+    if (offset % 64 != 0 || b.size() != offset + n * 8)
         return false;
     npy->data.resize(std::size_t(n));
     for (qsizetype i = 0; i < n; ++i)

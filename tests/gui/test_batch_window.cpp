@@ -1,22 +1,36 @@
-// The batch tool and the window agree pixel for pixel: the same project is loaded through
-// "Load project", every analysis button is pressed in the batch tool's order, and each view's
-// shown image (the composed PNG for the result views) is compared with the batch PNG. The
-// window's 2D save buttons then write exactly what their views show.
+// The lesion sample in the window, shown at laptop size. First the window and the batch tool
+// agree pixel for pixel: the project is loaded through "Load project", every analysis button is
+// pressed in the batch tool's order, each view's shown image is compared with the batch PNG and
+// the 2D save buttons write exactly what their views show. Then the viewing aids (Ctrl + wheel
+// zoom, the status bar readout, dragging the AOI, the 3D camera combos) and what later loads do:
+// relative image paths, the title, results marked as from the previous images.
 #include "WindowFixture.h"
 
+#include "DICOMUtil.h"
+#include "Dual2D3DView.h"
 #include "LEDWidget.h"
 
+#include <QRegularExpression>
+#include <QtDataVisualization/Q3DCamera>
+#include <QtDataVisualization/Q3DScene>
+
+#include <cmath>
+
 namespace {
+
+const QString kSamples = QStringLiteral(KELVARA_SAMPLES_DIR);
 
 QImage argb(const QImage& image)
 {
     return image.convertToFormat(QImage::Format_ARGB32);
 }
 
-QJsonObject readJson(const QString& path)
+void sendMouse(QGraphicsView* view, QEvent::Type type, QPoint at, Qt::MouseButton button,
+               Qt::MouseButtons held)
 {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(f.readAll()).object() : QJsonObject();
+    QWidget* vp = view->viewport();
+    QMouseEvent event(type, QPointF(at), QPointF(vp->mapToGlobal(at)), button, held, Qt::NoModifier);
+    QApplication::sendEvent(vp, &event);
 }
 
 } // namespace
@@ -27,7 +41,27 @@ class TestBatchWindow : public QObject
 
     WindowFixture f;
     Ui::MainWindow* ui = nullptr;
+    QLabel* readout = nullptr;
     QString batchDir;
+    QImage lesion[3]; // as loaded from the samples folder
+
+    // Moves the mouse over scene pixel (x, y). Screen pixels are whole and the view may sit half
+    // a pixel off the scene grid: a quarter pixel in lands in (x, y) either way at 1:1.
+    QString readoutAt(QGraphicsView* view, QPointF p)
+    {
+        sendMouse(view, QEvent::MouseMove, view->mapFromScene(p + QPointF(0.25, 0.25)), Qt::NoButton,
+                  Qt::NoButton);
+        return readout->text();
+    }
+    QStringList staleViews() const
+    {
+        QStringList names;
+        for (QGraphicsView* v : f.window->findChildren<QGraphicsView*>())
+            if (auto* c = v->findChild<QLabel*>(v->objectName() + "StaleCaption");
+                c && !c->isHidden() && v->viewport()->graphicsEffect())
+                names << v->objectName();
+        return names;
+    }
 
 private slots:
     void initTestCase()
@@ -35,100 +69,99 @@ private slots:
         const QString out = f.dir.filePath("batch");
         QProcess batch;
         batch.start(QStringLiteral(KELVARA_BATCH_EXE),
-                    {"--out", out, "--small-area", "20", "--pathology", "50",
-                     QStringLiteral(KELVARA_SAMPLES_DIR "/lesion.kelvara")});
+                    {"--out", out, "--small-area", "20", "--pathology", "50", kSamples + "/lesion.kelvara"});
         QVERIFY(batch.waitForFinished(120000));
         QVERIFY2(batch.exitCode() == 0, batch.readAllStandardError().constData());
         batchDir = out + "/lesion/";
 
         f.build();
         ui = f.ui;
+        readout = f.child<QLabel>("viewReadout");
+        QVERIFY(readout);
+        f.window->resize(1366, 738); // 1366 x 768 less a title bar
+        f.window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(f.window.get()));
         ui->SmallAreaTresh->setValue(20);
         ui->PathologyTresh->setValue(50);
         // The project's relative image paths are taken from the samples folder, as when
         // Kelvara runs there.
-        QDir::setCurrent(QStringLiteral(KELVARA_SAMPLES_DIR));
+        QDir::setCurrent(kSamples);
         WindowFixture::answerOpen(QStringLiteral("lesion.kelvara"));
         ui->LoadProjectButton->click();
+        for (kelvara::Modality m : kelvara::kModalities)
+            lesion[int(m)] = f.window->caseModel().image(m);
+        QVERIFY(!lesion[2].isNull());
 
-        QPushButton* perModality[] = {
-            ui->FFTT2DisplayFFTButton,  ui->FFTT2DisplayTreshButton,  ui->FFTT2DisplayResButton,
-            ui->FFTDWIDisplayFFTButton, ui->FFTDWIDisplayTreshButton, ui->FFTDWIDisplayResButton,
-            ui->FFTADCDisplayFFTButton, ui->FFTADCDisplayTreshButton, ui->FFTADCDisplayResButton};
-        for (QPushButton* b : perModality)
+        QCOMPARE(ui->PathologyDetectedLabel->caption(), QStringLiteral("not evaluated"));
+        for (QPushButton* b : {ui->FFTT2DisplayFFTButton, ui->FFTT2DisplayTreshButton, ui->FFTT2DisplayResButton,
+                               ui->FFTDWIDisplayFFTButton, ui->FFTDWIDisplayTreshButton,
+                               ui->FFTDWIDisplayResButton, ui->FFTADCDisplayFFTButton,
+                               ui->FFTADCDisplayTreshButton, ui->FFTADCDisplayResButton,
+                               ui->DWIRecalculateMaskButton, ui->ADCRecalculateMaskButton,
+                               ui->T2RecalculateSymmetryButton, ui->T2FilterSymmetryButton,
+                               ui->ProductCalculateButton, ui->determinePathologyButton,
+                               ui->SymmetryAOIT2RefreshButton})
             b->click();
-        ui->DWIRecalculateMaskButton->click();
-        ui->ADCRecalculateMaskButton->click();
-        ui->T2RecalculateSymmetryButton->click();
-        ui->T2FilterSymmetryButton->click();
-        ui->ProductCalculateButton->click();
-        ui->determinePathologyButton->click();
-        ui->SymmetryAOIT2RefreshButton->click();
         QDir::setCurrent(f.dir.path());
     }
     void cleanupTestCase() { f.tearDown(); }
 
+    // Each view against its batch PNG; where the view has a save button, the saved file is what
+    // the view shows.
     void views_data()
     {
-        QTest::addColumn<QString>("png");
         QTest::addColumn<QString>("view");
-        const std::pair<const char*, const char*> rows[] = {
-            {"t2_aoi", "SymmetryAOIT2View"},
-            {"dwi_aoi", "DWI_AOI_Img_GraphicsView"},
-            {"adc_aoi", "ADC_AOI_Img_GraphicsView"},
-            {"t2_spectrum", "FFTTreshT2GraphicsView"},
-            {"dwi_spectrum", "FFTTreshDWIGraphicsView"},
-            {"adc_spectrum", "FFTTreshADCGraphicsView"},
-            {"t2_filtered", "FFTFilterT2GraphicsView"},
-            {"dwi_filtered", "FFTFilterDWIGraphicsView"},
-            {"adc_filtered", "FFTFilterADCGraphicsView"},
-            {"dwi_mask", "DWI_AOI_MaskImg_GraphicsView"},
-            {"dwi_symmetric_mask", "DWI_AOI_SymMaskImg_GraphicsView"},
-            {"adc_mask", "ADC_AOI_MaskImg_GraphicsView"},
-            {"adc_symmetric_mask", "ADC_AOI_SymMaskImg_GraphicsView"},
-            {"t2_raw_symmetry", "T2_AOI_SymImg_GraphicsView"},
-            {"dwi_raw_symmetry", "DWI_AOI_SymImg_GraphicsView"},
-            {"adc_raw_symmetry", "ADC_AOI_SymImg_GraphicsView"},
-            {"t2_smooth_symmetry", "T2_AOI_SymSmoothImg_GraphicsView"},
-            {"dwi_smooth_symmetry", "DWI_AOI_SymSmoothImg_GraphicsView"},
-            {"adc_smooth_symmetry", "ADC_AOI_SymSmoothImg_GraphicsView"},
-            {"product", "SymProdPreview_GraphicsView"},
+        QTest::addColumn<QString>("save");
+        const char* rows[][3] = {
+            {"t2_aoi", "SymmetryAOIT2View", ""},
+            {"dwi_aoi", "DWI_AOI_Img_GraphicsView", ""},
+            {"adc_aoi", "ADC_AOI_Img_GraphicsView", ""},
+            {"t2_spectrum", "FFTTreshT2GraphicsView", ""},
+            {"dwi_spectrum", "FFTTreshDWIGraphicsView", ""},
+            {"adc_spectrum", "FFTTreshADCGraphicsView", ""},
+            {"t2_filtered", "FFTFilterT2GraphicsView", ""},
+            {"dwi_filtered", "FFTFilterDWIGraphicsView", ""},
+            {"adc_filtered", "FFTFilterADCGraphicsView", ""},
+            {"dwi_mask", "DWI_AOI_MaskImg_GraphicsView", "DWIBinaryMaskSaveButton"},
+            {"dwi_symmetric_mask", "DWI_AOI_SymMaskImg_GraphicsView", "DWIBinarySymMaskSaveButton"},
+            {"adc_mask", "ADC_AOI_MaskImg_GraphicsView", "ADCBinaryMaskSaveButton"},
+            {"adc_symmetric_mask", "ADC_AOI_SymMaskImg_GraphicsView", "ADCBinarySymMaskSaveButton"},
+            {"t2_raw_symmetry", "T2_AOI_SymImg_GraphicsView", "T2SaveRawSymmetry2DButton"},
+            {"dwi_raw_symmetry", "DWI_AOI_SymImg_GraphicsView", "DWISaveRawSymmetry2DButton"},
+            {"adc_raw_symmetry", "ADC_AOI_SymImg_GraphicsView", "ADCSaveRawSymmetry2DButton"},
+            {"t2_smooth_symmetry", "T2_AOI_SymSmoothImg_GraphicsView", "T2SaveSmoothSymmetry2DButton"},
+            {"dwi_smooth_symmetry", "DWI_AOI_SymSmoothImg_GraphicsView", "DWISaveSmoothSymmetry2DButton"},
+            {"adc_smooth_symmetry", "ADC_AOI_SymSmoothImg_GraphicsView", "ADCSaveSmoothSymmetry2DButton"},
+            {"product", "SymProdPreview_GraphicsView", "SymProdSave2DButton"},
         };
         for (const auto& r : rows)
-            QTest::newRow(r.first) << QString::fromLatin1(r.first) << QString::fromLatin1(r.second);
+            QTest::newRow(r[0]) << QString(r[1]) << QString(r[2]);
     }
-
     void views()
     {
-        QFETCH(QString, png);
         QFETCH(QString, view);
-        auto* v = f.child<QGraphicsView>(view);
-        QVERIFY(v);
-        const QImage shown = shownImage(v);
-        const QImage batch(batchDir + png + ".png");
+        QFETCH(QString, save);
+        const QImage shown = shownImage(f.child<QGraphicsView>(view));
         QVERIFY(!shown.isNull());
-        QCOMPARE(argb(batch), argb(shown));
+        QCOMPARE(argb(QImage(batchDir + QTest::currentDataTag() + ".png")), argb(shown));
+        if (!save.isEmpty())
+            QCOMPARE(argb(f.saveThrough(f.child<QPushButton>(save), "saved.png")), argb(shown));
     }
 
+    // The result views show a composition: their saved PNG is compared; the lesion gives red marks.
     void composedOverlays_data()
     {
-        QTest::addColumn<QString>("png");
         QTest::addColumn<QString>("button");
-        QTest::newRow("solution") << "solution_overlay"
-                                  << "ResultSave2DButton";
-        QTest::newRow("evaluation") << "evaluation_overlay"
-                                    << "saveEvalImageButton";
+        QTest::newRow("solution_overlay") << "ResultSave2DButton";
+        QTest::newRow("evaluation_overlay") << "saveEvalImageButton";
     }
-
     void composedOverlays()
     {
-        QFETCH(QString, png);
         QFETCH(QString, button);
-        const QImage saved = f.saveThrough(f.child<QPushButton>(button), png + "_window.png");
-        const QImage batch(batchDir + png + ".png");
+        const QImage saved = f.saveThrough(f.child<QPushButton>(button), "overlay.png");
+        const QImage batch(batchDir + QTest::currentDataTag() + ".png");
         QVERIFY(!saved.isNull());
         QCOMPARE(argb(batch), argb(saved));
-        // Red marks really are there: the lesion case has suspicious pixels.
         bool red = false;
         for (int y = 0; y < batch.height() && !red; ++y)
             for (int x = 0; x < batch.width() && !red; ++x)
@@ -136,43 +169,299 @@ private slots:
         QVERIFY(red);
     }
 
-    void saveButtonsWriteTheShownImage_data()
-    {
-        QTest::addColumn<QString>("view");
-        const std::pair<const char*, const char*> rows[] = {
-            {"DWIBinaryMaskSaveButton", "DWI_AOI_MaskImg_GraphicsView"},
-            {"ADCBinaryMaskSaveButton", "ADC_AOI_MaskImg_GraphicsView"},
-            {"DWIBinarySymMaskSaveButton", "DWI_AOI_SymMaskImg_GraphicsView"},
-            {"ADCBinarySymMaskSaveButton", "ADC_AOI_SymMaskImg_GraphicsView"},
-            {"T2SaveRawSymmetry2DButton", "T2_AOI_SymImg_GraphicsView"},
-            {"DWISaveRawSymmetry2DButton", "DWI_AOI_SymImg_GraphicsView"},
-            {"ADCSaveRawSymmetry2DButton", "ADC_AOI_SymImg_GraphicsView"},
-            {"T2SaveSmoothSymmetry2DButton", "T2_AOI_SymSmoothImg_GraphicsView"},
-            {"DWISaveSmoothSymmetry2DButton", "DWI_AOI_SymSmoothImg_GraphicsView"},
-            {"ADCSaveSmoothSymmetry2DButton", "ADC_AOI_SymSmoothImg_GraphicsView"},
-            {"SymProdSave2DButton", "SymProdPreview_GraphicsView"},
-        };
-        for (const auto& [button, view] : rows)
-            QTest::newRow(button) << QString::fromLatin1(view);
-    }
-    void saveButtonsWriteTheShownImage()
-    {
-        QFETCH(QString, view);
-        const QImage saved = f.saveThrough(f.child<QPushButton>(QTest::currentDataTag()), "saved.png");
-        QVERIFY(!saved.isNull());
-        QCOMPARE(argb(saved), argb(shownImage(f.child<QGraphicsView>(view))));
-    }
-
     void statistics()
     {
-        const QJsonObject r = readJson(batchDir + "result.json");
+        QFile file(batchDir + "result.json");
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QJsonObject r = QJsonDocument::fromJson(file.readAll()).object();
         QCOMPARE(ui->SusPixels->text().toInt(), r.value("suspiciousPixels").toInt());
-        QCOMPARE(ui->PathologyDetectedLabel->isActive(), r.value("pathology").toBool());
         QVERIFY(ui->PathologyDetectedLabel->isActive()); // the lesion case is a pathology
-        QCOMPARE(ui->DWI_IntervalLeft->value(),
-                 r.value("intervals").toObject().value("DWILeft").toInt());
-        QCOMPARE(ui->ADC_IntervalRight->value(),
-                 r.value("intervals").toObject().value("ADCRight").toInt());
+        QCOMPARE(r.value("pathology").toBool(), true);
+        QVERIFY(ui->PathologyDetectedLabel->caption().isEmpty());
+        QCOMPARE(ui->DWI_IntervalLeft->value(), r.value("intervals").toObject().value("DWILeft").toInt());
+        QCOMPARE(ui->ADC_IntervalRight->value(), r.value("intervals").toObject().value("ADCRight").toInt());
+    }
+
+    void wheelZoomMovesTheSlider_data()
+    {
+        QTest::addColumn<QString>("slider");
+        QTest::addColumn<QStringList>("views"); // the first gets the wheel, the others follow
+        QTest::addColumn<int>("start");
+        QTest::addColumn<int>("angle");
+        QTest::addColumn<int>("direction"); // sign of the slider's change
+        QTest::newRow("overlay, in") << "OverlayZoomSlider" << QStringList{"overlayImagesView"} << 100 << 120 << 1;
+        QTest::newRow("DWI mask, out, AOI image follows") << "DWIZoomSlider"
+            << QStringList{"DWI_AOI_MaskImg_GraphicsView", "DWI_AOI_Img_GraphicsView"} << 100 << -120 << -1;
+        QTest::newRow("small trackpad step still moves")
+            << "FFTZoomSlider" << QStringList{"FFTFilterT2GraphicsView"} << 3 << 15 << 1;
+        QTest::newRow("held at the top of the range")
+            << "SymProdPreviewZoom" << QStringList{"SymProdPreview_GraphicsView"} << 500 << 240 << 0;
+        QTest::newRow("held at the bottom of the range")
+            << "ResultOverlayZoom" << QStringList{"ResultOverlayView"} << 1 << -360 << 0;
+        QTest::newRow("without Ctrl the wheel scrolls")
+            << "T2RawSymZoom" << QStringList{"T2_AOI_SymImg_GraphicsView"} << 100 << 120 << 0;
+    }
+    void wheelZoomMovesTheSlider()
+    {
+        QFETCH(QString, slider);
+        QFETCH(QStringList, views);
+        QFETCH(int, start);
+        QFETCH(int, angle);
+        QFETCH(int, direction);
+        auto* s = f.child<QSlider>(slider);
+        auto* v = f.child<QGraphicsView>(views[0]);
+        s->setValue(start);
+        const QPoint at = v->viewport()->rect().center();
+        const bool ctrl = !QByteArray(QTest::currentDataTag()).startsWith("without Ctrl");
+        QWheelEvent wheel(QPointF(at), QPointF(v->viewport()->mapToGlobal(at)), QPoint(), QPoint(0, angle),
+                          Qt::NoButton, ctrl ? Qt::ControlModifier : Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(v->viewport(), &wheel);
+        const int value = s->value();
+        QCOMPARE((value > start) - (value < start), direction);
+        QVERIFY(value >= s->minimum() && value <= s->maximum());
+        // The transform is the slider's: replaced, never accumulated.
+        for (const QString& name : views)
+            QCOMPARE(f.child<QGraphicsView>(name)->transform(), QTransform::fromScale(value / 100.0, value / 100.0));
+        s->setValue(100);
+    }
+
+    // The image is centred on the scene origin and scaled about its centre; the readout names
+    // the topmost image shown. It stays beside status messages and clears when the mouse leaves.
+    void overlayReadoutNamesTheTopImage_data()
+    {
+        QTest::addColumn<QStringList>("hidden");
+        QTest::addColumn<int>("modality");
+        QTest::newRow("all shown: ADC") << QStringList{} << int(kelvara::Modality::ADC);
+        QTest::newRow("ADC hidden: DWI") << QStringList{"OverlayImgDisplayADC"} << int(kelvara::Modality::DWI);
+        QTest::newRow("ADC and DWI hidden: T2")
+            << QStringList{"OverlayImgDisplayADC", "OverlayImgDisplayDWI"} << int(kelvara::Modality::T2);
+    }
+    void overlayReadoutNamesTheTopImage()
+    {
+        QFETCH(QStringList, hidden);
+        QFETCH(int, modality);
+        for (const QString& name : hidden)
+            f.child<QCheckBox>(name)->setChecked(false);
+        QGraphicsView* v = ui->overlayImagesView;
+        ui->OverlayZoomSlider->setValue(100);
+        const QPoint at = v->mapFromScene(QPointF(21.5, -13.5));
+        sendMouse(v, QEvent::MouseMove, at, Qt::NoButton, Qt::NoButton);
+        const auto m = kelvara::Modality(modality);
+        const QImage& image = f.window->caseModel().image(m);
+        const double scale = f.window->caseModel().scale(m);
+        const QPointF p = v->mapToScene(at);
+        const int x = int(std::floor(p.x() / scale)) + image.width() / 2;
+        const int y = int(std::floor(p.y() / scale)) + image.height() / 2;
+        const QString text = QStringLiteral("%1 x %2, y %3: grey %4")
+                                 .arg(QLatin1String(kelvara::modalityName(m))).arg(x).arg(y)
+                                 .arg(qGray(image.pixel(x, y)));
+        QCOMPARE(readout->text(), text);
+        ui->statusbar->showMessage(QStringLiteral("a message"));
+        QCOMPARE(readout->text(), text);
+        QVERIFY(readout->isVisible());
+        ui->statusbar->clearMessage();
+        QEvent leave(QEvent::Leave);
+        QApplication::sendEvent(v->viewport(), &leave);
+        QVERIFY(readout->text().isEmpty());
+        for (QCheckBox* box : {ui->OverlayImgDisplayT2, ui->OverlayImgDisplayDWI, ui->OverlayImgDisplayADC})
+            box->setChecked(true);
+    }
+
+    // The plane views read out the engine's value, not the grey level shown.
+    void planeReadoutShowsTheEngineValue_data()
+    {
+        QTest::addColumn<QString>("view");
+        QTest::addColumn<bool>("product");
+        QTest::newRow("product") << "SymProdPreview_GraphicsView" << true;
+        QTest::newRow("T2 smooth symmetry") << "T2_AOI_SymSmoothImg_GraphicsView" << false;
+    }
+    void planeReadoutShowsTheEngineValue()
+    {
+        QFETCH(QString, view);
+        QFETCH(bool, product);
+        ui->ProductT2SmoothSymCheck->setChecked(true);
+        ui->ProductDWISmoothSymCheck->setChecked(true);
+        ui->ProductCalculateButton->click();
+        const double* const* plane = product ? f.window->product().data() : f.window->symmetry().t2SmoothResult();
+        QVERIFY(plane);
+        // A pixel whose value is not a whole number, so it cannot pass for a grey level.
+        QPoint px(-1, -1);
+        for (int x = 200; x < 312 && px.x() < 0; ++x)
+            for (int y = 200; y < 312 && px.x() < 0; ++y)
+                if (std::abs(plane[x][y] - std::round(plane[x][y])) > 0.1)
+                    px = {x, y};
+        QVERIFY(px.x() >= 0);
+        const QString text = readoutAt(f.child<QGraphicsView>(view), px);
+        const QRegularExpressionMatch match = QRegularExpression("^x (\\d+), y (\\d+): value (\\S+)$").match(text);
+        QVERIFY2(match.hasMatch(), qPrintable(text));
+        QCOMPARE(QPoint(match.captured(1).toInt(), match.captured(2).toInt()), px);
+        const double value = plane[px.x()][px.y()];
+        QVERIFY2(std::abs(match.captured(3).toDouble() - value) <= 1e-5 * std::max(1.0, std::abs(value)),
+                 qPrintable(text + " vs " + QString::number(value, 'g', 17)));
+    }
+
+    void draggingTheAOIMovesTheSliders_data()
+    {
+        // Where the press lands relative to the AOI centre (scene units) and how far the mouse
+        // then moves (screen pixels, at 1:1).
+        QTest::addColumn<QPointF>("press");
+        QTest::addColumn<QPoint>("move");
+        QTest::addColumn<QPoint>("sliders");
+        QTest::newRow("right and down") << QPointF(0, 0) << QPoint(30, 20) << QPoint(30, -20);
+        QTest::newRow("left and up, caught near the rim") << QPointF(30, 0) << QPoint(-15, -40) << QPoint(-15, 40);
+        QTest::newRow("clamped to the sliders") << QPointF(0, 0) << QPoint(900, -700) << QPoint(500, 500);
+        QTest::newRow("press beside the AOI") << QPointF(60, 0) << QPoint(30, 20) << QPoint(0, 0);
+    }
+    void draggingTheAOIMovesTheSliders()
+    {
+        QFETCH(QPointF, press);
+        QFETCH(QPoint, move);
+        QFETCH(QPoint, sliders);
+        ui->OverlayZoomSlider->setValue(100);
+        QGraphicsView* v = ui->overlayImagesView;
+        const QPoint from = v->mapFromScene(f.window->caseModel().aoiCentre() + press);
+        sendMouse(v, QEvent::MouseButtonPress, from, Qt::LeftButton, Qt::LeftButton);
+        sendMouse(v, QEvent::MouseMove, from + move / 2, Qt::NoButton, Qt::LeftButton);
+        sendMouse(v, QEvent::MouseMove, from + move, Qt::NoButton, Qt::LeftButton);
+        sendMouse(v, QEvent::MouseButtonRelease, from + move, Qt::LeftButton, Qt::NoButton);
+        QCOMPARE(QPoint(ui->horizontalSlider->value(), ui->verticalSlider->value()), sliders);
+        // The sliders' slots placed the AOI, and its numbers say where.
+        QCOMPARE(f.window->caseModel().aoiCentre(), QPointF(sliders.x(), -sliders.y()));
+        QVERIFY(f.child<QLabel>("aoiPositionLabel")->text().contains(
+            QStringLiteral("x = %1, y = %2").arg(sliders.x()).arg(sliders.y())));
+        ui->horizontalSlider->setValue(0);
+        ui->verticalSlider->setValue(0);
+    }
+
+    // Every page fits whole where it is shown, the status bar and readout included.
+    void fitsALaptopScreen()
+    {
+        const QSize laptop(1366, 738);
+        QCOMPARE(f.window->minimumSizeHint().boundedTo(laptop), f.window->minimumSizeHint());
+        QCOMPARE(f.window->minimumSize().boundedTo(laptop), f.window->minimumSize());
+        for (int page = 0; page < ui->tabWidget->count(); ++page) {
+            ui->tabWidget->setCurrentIndex(page);
+            f.window->resize(laptop);
+            QCoreApplication::processEvents();
+            QCOMPARE(f.window->size(), laptop);
+            QVERIFY(ui->tabWidget->parentWidget()->rect().contains(ui->tabWidget->geometry()));
+            QVERIFY(f.window->rect().contains(ui->statusbar->geometry()) && ui->statusbar->isVisible());
+            QVERIFY(readout->isVisible());
+        }
+        ui->tabWidget->setCurrentIndex(0);
+    }
+
+    // Turning a graph's camera as the mouse does adds a custom entry to its own combo only;
+    // choosing a preset then moves the camera there and takes the entry away.
+    void turningTheCameraShowsACustomEntry()
+    {
+        const QList<QComboBox*> combos = {ui->T2View3DRawSymmetry,    ui->DWIView3DRawSymmetry,
+                                          ui->ADCView3DRawSymmetry,   ui->T2View3DSmoothSymmetry,
+                                          ui->DWIView3DSmoothSymmetry, ui->ADCView3DSmoothSymmetry,
+                                          ui->SymProdView3D,          ui->ResultView3D};
+        QSet<QComboBox*> turned;
+        for (QWindow* w : QGuiApplication::allWindows()) {
+            auto* graph = qobject_cast<Q3DSurface*>(w);
+            if (!graph)
+                continue;
+            Q3DCamera* camera = graph->scene()->activeCamera();
+            camera->setXRotation(camera->xRotation() + 25.0f);
+            QList<QComboBox*> custom;
+            for (QComboBox* c : combos)
+                if (c->currentText() == Dual2D3DView::customCameraText())
+                    custom.append(c);
+            if (custom.isEmpty()) // the evaluation view's graph has no combo
+                continue;
+            QCOMPARE(custom.size(), 1);
+            QComboBox* c = custom.first();
+            QCOMPARE(c->count(), 8);
+            QVERIFY(!turned.contains(c));
+            turned.insert(c);
+            c->setCurrentIndex(2);
+            emit c->activated(2);
+            QCOMPARE(c->count(), 7);
+            QCOMPARE(camera->cameraPreset(), Q3DCamera::CameraPresetBehind);
+        }
+        QCOMPARE(turned.size(), combos.size());
+    }
+
+    // Relative image paths: one that exists from the working directory is taken from there,
+    // the others from the project's folder. The title names the project.
+    void relativeImagePaths_data()
+    {
+        QTest::addColumn<bool>("t2Here");
+        QTest::newRow("T2 in the working directory") << true;
+        QTest::newRow("all beside the project") << false;
+    }
+    void relativeImagePaths()
+    {
+        QFETCH(bool, t2Here);
+        const QString copy = f.dir.filePath("lesion/t2.dcm");
+        QVERIFY(QDir(f.dir.path()).mkpath("lesion"));
+        QFile::remove(copy);
+        if (t2Here)
+            QVERIFY(QFile::copy(kSamples + "/healthy/t2.dcm", copy));
+        WindowFixture::answerOpen(kSamples + "/lesion.kelvara");
+        ui->LoadProjectButton->click();
+        for (kelvara::Modality m : kelvara::kModalities) {
+            const QString file = "lesion/" + QString(kelvara::modalityName(m)).toLower() + ".dcm";
+            const bool here = t2Here && m == kelvara::Modality::T2;
+            QCOMPARE(f.window->caseModel().source(m).path, here ? file : kSamples + "/" + file);
+            QCOMPARE(f.window->caseModel().image(m), here ? DICOMUtil().loadImage(copy) : lesion[int(m)]);
+        }
+        QCOMPARE(f.window->windowTitle(), QStringLiteral("Kelvara V1 - lesion.kelvara"));
+    }
+
+    // A load marks every result view, the statistics and the lamp as from the previous images,
+    // even a project whose images are gone; a button clears the mark of the views it redraws.
+    void resultsMarkedStale_data()
+    {
+        QTest::addColumn<bool>("project"); // else the T2 image is loaded again
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QStringList>("redrawn");
+        QTest::newRow("project, filter") << true << "FFTDWIDisplayResButton" << QStringList{"FFTFilterDWIGraphicsView"};
+        QTest::newRow("image, symmetry") << false << "ADCRecalculateSymmetryButton"
+            << QStringList{"T2_AOI_SymImg_GraphicsView", "DWI_AOI_SymImg_GraphicsView", "ADC_AOI_SymImg_GraphicsView"};
+        QTest::newRow("project, calculate") << true << "ResultCalculateButton" << QStringList{"ResultOverlayView"};
+        QTest::newRow("image, evaluation") << false << "determinePathologyButton"
+                                           << QStringList{"ResultOverlayView", "evaluationOverlay"};
+    }
+    void resultsMarkedStale()
+    {
+        QFETCH(bool, project);
+        QFETCH(QString, button);
+        QFETCH(QStringList, redrawn);
+        if (project) {
+            QFile file(kSamples + "/lesion.kelvara");
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
+            for (const char* m : {"T2", "DWI", "ADC"})
+                root[m] = QJsonObject{{"Path", "gone.dcm"}, {"Type", "DICOM"}, {"Scale", root[m].toObject()["Scale"]}};
+            QFile gone(f.dir.filePath("gone.kelvara"));
+            QVERIFY(gone.open(QIODevice::WriteOnly) && gone.write(QJsonDocument(root).toJson()) > 0);
+            gone.close();
+            WindowFixture::answerOpen(gone.fileName());
+            ui->LoadProjectButton->click();
+            QCOMPARE(f.window->caseModel().image(kelvara::Modality::T2), lesion[0]);
+        } else {
+            WindowFixture::answerOpen(kSamples + "/lesion/t2.dcm");
+            ui->OverlayImgLoadT2_DICOM->click();
+        }
+        QStringList all;
+        for (QGraphicsView* v : f.window->findChildren<QGraphicsView*>())
+            if (v != ui->overlayImagesView)
+                all << v->objectName();
+        QCOMPARE(staleViews(), all);
+        for (QLabel* l : {ui->SusPixels, ui->ResultAvgSignal, ui->ResultAvgSignalNM})
+            QVERIFY(!l->isEnabled());
+        QCOMPARE(ui->PathologyDetectedLabel->caption(), QStringLiteral("from the previous images"));
+
+        f.child<QPushButton>(button)->click();
+        for (const QString& v : redrawn)
+            all.removeOne(v);
+        QCOMPARE(staleViews(), all);
+        QCOMPARE(ui->ResultAvgSignal->isEnabled(), redrawn.contains("ResultOverlayView"));
+        QCOMPARE(ui->PathologyDetectedLabel->caption().isEmpty(), redrawn.contains("evaluationOverlay"));
     }
 };
 

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "ControlFile.h"
 #include "ControlValues.h"
 #include "ImageSource.h"
 
+#include <QJsonDocument>
 #include <QStringList>
-#include <QVariant>
 
 #include <array>
 
@@ -73,42 +74,17 @@ inline void takeAOI(ControlValues& to, const ControlValues& from)
     to.vPos = from.vPos;
 }
 
-// One entry per field, so that a failed comparison names the field.
+// The stored fields as the project file writes them, then the others: a failed comparison
+// shows the differing key.
 inline QStringList describe(const ControlValues& v)
 {
-    QStringList s;
-    QString p; // module index, where the field is one of three
-#define TESTDATA_FIELD(f) (p + #f "=" + QVariant::fromValue(v.f).toString())
-    for (int m = 0; m < 3; ++m) {
-        p = QString::number(m) + ':';
-        s << TESTDATA_FIELD(scale[m]) << TESTDATA_FIELD(logarithmic[m])
-          << TESTDATA_FIELD(threshold[m].xMin) << TESTDATA_FIELD(threshold[m].xMax)
-          << TESTDATA_FIELD(threshold[m].yMin) << TESTDATA_FIELD(threshold[m].yMax)
-          << TESTDATA_FIELD(filter[m].type) << TESTDATA_FIELD(filter[m].cut1)
-          << TESTDATA_FIELD(filter[m].cut2) << TESTDATA_FIELD(symmetry[m].input)
-          << TESTDATA_FIELD(symmetry[m].inverted) << TESTDATA_FIELD(symmetry[m].shape)
-          << TESTDATA_FIELD(symmetry[m].approach) << TESTDATA_FIELD(symmetry[m].rectX)
-          << TESTDATA_FIELD(symmetry[m].rectY) << TESTDATA_FIELD(symmetry[m].circleRadius)
-          << TESTDATA_FIELD(productChecked[m]) << TESTDATA_FIELD(productAmplification[m]);
-    }
-    p.clear();
-    s << TESTDATA_FIELD(hCells) << TESTDATA_FIELD(vCells) << TESTDATA_FIELD(hStep)
-      << TESTDATA_FIELD(vStep) << TESTDATA_FIELD(hPos) << TESTDATA_FIELD(vPos);
-    for (const auto* mask : {&v.dwiMask, &v.adcMask}) {
-        p = mask == &v.dwiMask ? "dwiMask." : "adcMask.";
-        const kelvara::MaskControls& v = *mask;
-        s << TESTDATA_FIELD(input) << TESTDATA_FIELD(left) << TESTDATA_FIELD(right)
-          << TESTDATA_FIELD(autocorrect) << TESTDATA_FIELD(autocorrectBase)
-          << TESTDATA_FIELD(autocorrectFactor);
-    }
-    p.clear();
-    for (const kelvara::ProgramItem& item : v.program)
-        s << "program=" + item.text + " | " + item.data;
-    s << TESTDATA_FIELD(resultMin) << TESTDATA_FIELD(resultMax) << TESTDATA_FIELD(resultAutocorrect)
-      << TESTDATA_FIELD(resultAutocorrectBase) << TESTDATA_FIELD(resultAutocorrectFactor)
-      << TESTDATA_FIELD(includeIntervalIn3D) << TESTDATA_FIELD(smallAreaThreshold)
-      << TESTDATA_FIELD(pathologyThreshold);
-#undef TESTDATA_FIELD
+    QStringList s = QString::fromUtf8(QJsonDocument(kelvara::ControlFile::project().toJson(v))
+                                          .toJson()).split('\n');
+    const auto list = [](const auto& a) { return QString("%1,%2,%3").arg(a[0]).arg(a[1]).arg(a[2]); };
+    s << QString("steps %1 %2, log %3, product %4 x %5, factor %6, 3D %7, areas %8 %9")
+             .arg(v.hStep).arg(v.vStep).arg(list(v.logarithmic)).arg(list(v.productChecked))
+             .arg(list(v.productAmplification)).arg(v.resultAutocorrectFactor)
+             .arg(v.includeIntervalIn3D).arg(v.smallAreaThreshold).arg(v.pathologyThreshold);
     return s;
 }
 

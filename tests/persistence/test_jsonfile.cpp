@@ -4,14 +4,12 @@
 
 #include <QDir>
 #include <QFile>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
 #include <optional>
 #include <sys/resource.h>
-#include <unistd.h>
 
 using kelvara::JsonFile;
 using kelvara::ControlFile;
@@ -19,20 +17,7 @@ using kelvara::ControlFile;
 namespace {
 
 // How the file under test is made, beyond writing the row's bytes.
-enum class Input {
-    Bytes,
-    Missing,
-    Directory,
-    Unreadable,
-    OverLimit,
-    Truncated,
-    LargeValid,
-    LargeGarbage
-};
-
-enum class Failure { MissingDirectory, TargetIsDirectory, ReadOnlyDirectory, WriteError };
-
-constexpr qsizetype kFiftyMegabytes = qsizetype(50) * 1024 * 1024;
+enum class Input { Bytes, Missing, Directory, OverLimit, LargeValid };
 
 bool writeBytes(const QString& path, const QByteArray& bytes)
 {
@@ -44,12 +29,6 @@ QByteArray readBytes(const QString& path)
 {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-// Root cannot be kept out of a directory by its permissions.
-bool permissionsApply()
-{
-    return geteuid() != 0;
 }
 
 // Makes every write beyond `bytes` fail with EFBIG for as long as it lives.
@@ -80,7 +59,6 @@ private:
 } // namespace
 
 Q_DECLARE_METATYPE(Input)
-Q_DECLARE_METATYPE(Failure)
 
 class TestJsonFile : public QObject
 {
@@ -103,21 +81,11 @@ void TestJsonFile::read_data()
 
     QTest::newRow("missing") << Input::Missing << QByteArray() << false << -1;
     QTest::newRow("directory") << Input::Directory << QByteArray() << false << -1;
-    QTest::newRow("unreadable") << Input::Unreadable << QByteArray("{}") << false << -1;
     QTest::newRow("over the size limit") << Input::OverLimit << QByteArray() << false << -1;
-    QTest::newRow("empty") << Input::Bytes << QByteArray("") << true << -1;
     QTest::newRow("invalid") << Input::Bytes << QByteArray(R"({"ResultMax": 12,)") << true << -1;
-    QTest::newRow("truncated") << Input::Truncated << QByteArray() << true << -1;
     QTest::newRow("array root") << Input::Bytes << QByteArray(R"([{"ResultMax": 12}])") << true
                                 << -1;
-    QTest::newRow("number root") << Input::Bytes << QByteArray("12") << true << -1;
-    // Text mode drops the CR inside the string, which JSON would reject.
-    QTest::newRow("carriage returns")
-        << Input::Bytes
-        << QByteArray("{\r\n    \"Pad\": \"a\rb\",\r\n    \"ResultMax\": 12\r\n}\r\n") << true
-        << 12;
     QTest::newRow("50 MB valid") << Input::LargeValid << QByteArray() << true << 12;
-    QTest::newRow("50 MB garbage") << Input::LargeGarbage << QByteArray() << true << -1;
 }
 
 void TestJsonFile::read()
@@ -132,23 +100,10 @@ void TestJsonFile::read()
     const QString path = dir.filePath("config.cfg");
     if (input == Input::Directory)
         QVERIFY(QDir(dir.path()).mkdir("config.cfg"));
-    if (input == Input::Unreadable && !permissionsApply())
-        QSKIP("running as root: permissions do not keep the file from being read");
-    if (input == Input::Truncated) {
-        QVERIFY(ControlFile::settings().save(path, testdata::stored()));
-        const QByteArray whole = readBytes(path);
-        bytes = whole.left(whole.size() / 2);
-    } else if (input == Input::LargeValid) {
-        bytes = R"({"ResultMax": 12, "Pad": ")" + QByteArray(kFiftyMegabytes, 'x') + "\"}";
-    } else if (input == Input::LargeGarbage) {
-        bytes = QByteArray(kFiftyMegabytes, Qt::Uninitialized);
-        QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
-        bytes[0] = '{';
-    }
+    if (input == Input::LargeValid) // read in pieces: the whole must still come through
+        bytes = R"({"ResultMax": 12, "Pad": ")" + QByteArray(qsizetype(50) << 20, 'x') + "\"}";
     if (input != Input::Missing && input != Input::Directory)
         QVERIFY(writeBytes(path, bytes));
-    if (input == Input::Unreadable)
-        QVERIFY(QFile::setPermissions(path, QFileDevice::WriteOwner));
     if (input == Input::OverLimit)
         QVERIFY(QFile(path).resize(JsonFile::maximumSize + 1)); // sparse: no disk space used
 
@@ -165,51 +120,34 @@ void TestJsonFile::read()
 
 void TestJsonFile::failedSave_data()
 {
-    QTest::addColumn<Failure>("failure");
-    QTest::newRow("missing directory") << Failure::MissingDirectory;
-    QTest::newRow("target is a directory") << Failure::TargetIsDirectory;
-    QTest::newRow("read-only directory") << Failure::ReadOnlyDirectory;
-    QTest::newRow("write error") << Failure::WriteError;
+    QTest::addColumn<bool>("writeError"); // else the target cannot be opened
+    QTest::newRow("target is a directory") << false;
+    QTest::newRow("write error") << true;
 }
 
+// Nothing is replaced and no half-written temporary file is left beside the target.
 void TestJsonFile::failedSave()
 {
-    QFETCH(Failure, failure);
+    QFETCH(bool, writeError);
     QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString folder = dir.filePath("folder");
-    QVERIFY(QDir(dir.path()).mkdir("folder"));
-    QString path = folder + "/config.cfg";
+    const QString path = dir.filePath("config.cfg");
     const QByteArray previous = "{\n    \"ResultMax\": 12\n}\n";
-    const bool keepsPrevious =
-        failure == Failure::ReadOnlyDirectory || failure == Failure::WriteError;
-    if (failure == Failure::ReadOnlyDirectory && !permissionsApply())
-        QSKIP("running as root: permissions do not keep the directory from being written");
-    if (keepsPrevious)
+    if (writeError)
         QVERIFY(writeBytes(path, previous));
-    if (failure == Failure::MissingDirectory)
-        path = dir.filePath("missing/config.cfg");
-    if (failure == Failure::TargetIsDirectory)
-        QVERIFY(QDir(folder).mkdir("config.cfg"));
-    if (failure == Failure::ReadOnlyDirectory)
-        QVERIFY(QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+    else
+        QVERIFY(QDir(dir.path()).mkdir("config.cfg"));
     std::optional<FileSizeLimit> limit;
-    if (failure == Failure::WriteError) {
+    if (writeError) {
         limit.emplace(64); // the document is some kilobytes
         QVERIFY(limit->active());
     }
-    const bool saved = ControlFile::settings().save(path, testdata::stored());
+    QVERIFY(!ControlFile::settings().save(path, testdata::stored()));
     limit.reset();
-    QFile::setPermissions(folder,
-                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    QVERIFY(!saved);
-    QCOMPARE(QFileInfo(path).isDir(), failure == Failure::TargetIsDirectory);
-    QCOMPARE(QFileInfo::exists(path), failure != Failure::MissingDirectory);
-    if (keepsPrevious) {
+    QCOMPARE(QFileInfo(path).isDir(), !writeError);
+    if (writeError)
         QCOMPARE(readBytes(path), previous);
-        // No half-written temporary file is left beside it.
-        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"config.cfg"});
-    }
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+             writeError ? QStringList{"config.cfg"} : QStringList{});
 }
 
 void TestJsonFile::saveReplaces()
