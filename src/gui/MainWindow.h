@@ -179,7 +179,8 @@ private:
     static QString statisticText(double value);
 
     // Case loading, overlay registration and the AOI (MainWindowInput.cpp).
-    void loadModalityImage(kelvara::Modality m, const kelvara::ImageSource& source);
+    // Returns what the status bar says about the load (empty when all went well).
+    QString loadModalityImage(kelvara::Modality m, const kelvara::ImageSource& source);
 
     // Series input (MainWindowSeries.cpp): a folder per modality, a slice per modality, the
     // scales from the pixel spacings.

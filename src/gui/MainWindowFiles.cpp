@@ -53,12 +53,18 @@ void MainWindow::on_LoadProjectButton_clicked()
     if (!file)
         return;
     // Images first: the scales and the AOI restored after them put every box in place.
+    // Every image's problem stays in the status bar, not only the last one's.
+    QStringList problems;
     for (Modality m : kelvara::kModalities) {
         kelvara::ImageSource source = file->images[int(m)];
         source.path = kelvara::resolveImagePath(source.path, path,
                                                 kelvara::ImagePathBase::WorkingDirectoryFirst);
-        loadModalityImage(m, source);
+        const QString problem = loadModalityImage(m, source);
+        if (!problem.isEmpty())
+            problems << problem;
     }
+    if (!problems.isEmpty())
+        ui->statusbar->showMessage(problems.join(QStringLiteral("; ")));
     applyStoredFile(*file);
     for (Modality m : kelvara::kModalities)
         if (file->images[int(m)].autoScale)

@@ -71,7 +71,7 @@ void MainWindow::on_OverlayImgLoadADC_DICOM_clicked()
         loadModalityImage(Modality::ADC, {file, kDicom});
 }
 
-void MainWindow::loadModalityImage(Modality m, const kelvara::ImageSource& source)
+QString MainWindow::loadModalityImage(Modality m, const kelvara::ImageSource& source)
 {
     // A failed DICOM read keeps the previous image, an unreadable BMP gives a null one (the
     // AOI then reads as missing data); either way the AOI is cut again.
@@ -79,19 +79,23 @@ void MainWindow::loadModalityImage(Modality m, const kelvara::ImageSource& sourc
     QStringList warnings;
     const QString& kind = source.kind;
     const bool loaded = caseImages.loadSource(m, source, &error, &warnings);
-    if (loaded && !warnings.isEmpty())
-        ui->statusbar->showMessage(warnings.join(QStringLiteral("; ")));
-    else if (loaded)
-        ui->statusbar->clearMessage();
+    QString message;
+    if (loaded)
+        message = warnings.join(QStringLiteral("; "));
     else if (kind == kDicom) // the reader's text names the file and the reason
-        ui->statusbar->showMessage(error);
+        message = error;
     else if (kind == kBmp)
-        ui->statusbar->showMessage(
-            QStringLiteral("%1 image: %2").arg(QLatin1String(kelvara::modalityName(m)), error));
+        message = QStringLiteral("%1 image: %2").arg(QLatin1String(kelvara::modalityName(m)), error);
+    // A good load clears the previous error.
+    if (message.isEmpty())
+        ui->statusbar->clearMessage();
+    else
+        ui->statusbar->showMessage(message);
     if (loaded || kind == kBmp)
         markResultsStale();
     overlayView.setImage(m, caseImages.image(m));
     showSliceChoice(m);
+    return message;
 }
 
 // --- Overlay -------------------------------------------------------------------------------
