@@ -517,7 +517,7 @@ private slots:
         const QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
         QCOMPARE(root["T2"]["Series"], QJsonValue("1.2.276.0.7230010.3.1.3.9001.1"));
         QVERIFY(root["T2"]["Slice"] == 3 && root["DWI"]["Slice"] == 1 && root["ADC"]["Slice"].isUndefined());
-        QVERIFY(root["T2"]["Scale"] == 1.0 && root["DWI"]["Scale"] == "auto" && root["ADC"]["Scale"] == "auto");
+        QVERIFY(root["T2"]["Scale"].isDouble() && root["DWI"]["Scale"] == "auto" && root["ADC"]["Scale"] == "auto");
 
         ui->OverlayScaleADC->setValue(1.0);
         WindowFixture::answerOpen(kSamples + "/exam.kelvara");
