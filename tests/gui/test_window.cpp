@@ -363,24 +363,6 @@ private slots:
         QCOMPARE(ui->AutocorrectValue->text(), dwi);
     }
 
-    void solutionList()
-    {
-        ui->ResultSymImageComboBox->setCurrentIndex(0);
-        ui->ResultSymImageAmplification->setValue(2.5);
-        ui->ResultAddImageButton->click();
-        ui->ResultMaskComboBox->setCurrentIndex(2);
-        ui->ResultAddMaskButton->click();
-        QListWidget* list = ui->ResultIncludedImages;
-        QCOMPARE(list->item(0)->data(Qt::UserRole).toString(), QStringLiteral("SS_T2;2.5"));
-        QCOMPARE(list->item(1)->data(Qt::UserRole).toString(), QStringLiteral("MS_DWI;1"));
-        list->setCurrentRow(0);
-        ui->ResultRemoveSelectedButton->click();
-        QCOMPARE(list->count(), 1);
-        QCOMPARE(list->item(0)->text(), QStringLiteral("DWI simmetrical mask"));
-        ui->ResultClearButton->click();
-        QCOMPARE(list->count(), 0);
-    }
-
     // Masks enter the solution but not its non-masked average; the automatic minimum from that
     // average goes back into its spin box.
     void solutionAverages()
@@ -445,7 +427,6 @@ private slots:
         QTest::addColumn<bool>("verdict");
         QTest::newRow("lesion kept") << 10 << 60 << true;
         QTest::newRow("lesion too small") << 81 << 1 << false;
-        QTest::newRow("not enough pixels") << 10 << 81 << false;
     }
     void verdict()
     {

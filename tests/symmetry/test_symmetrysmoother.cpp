@@ -167,19 +167,6 @@ private slots:
         COMPARE_EXACT(s.result()[0][300], std::fabs(540.0 * (1.0 / 12) - 810.0 * (1.0 / 12)));
     }
 
-    void resultStorage()
-    {
-        SymmetrySmoother s;
-        const Plane p = randomPlane(3);
-        s.smooth(kAverageSymmetries, p.columns(), p.columns(), 0, 0, 1, 1);
-        QVERIFY(s.result() == nullptr); // nothing to write into yet
-        s.prepareResult(3, 4);
-        QVERIFY(s.resultRows() == 512 && s.resultCols() == 512);
-        s.smooth(kAverageSymmetries, p.columns(), p.columns(), 0, 0, 1, 1);
-        const double* const* before = s.result();
-        s.prepareResult(100, 50); // keeps the result
-        QVERIFY(s.result() == before && s.result()[511][511] == p[511][511]);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestSymmetrySmoother)
