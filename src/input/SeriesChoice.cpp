@@ -25,13 +25,21 @@ QString numbers(const std::vector<double>& values)
                          .arg(QLatin1String(modalityName(m)), path, problem));
 }
 
+// The reader's own message, which names the file or folder, with the modality in front.
+DicomError withModality(Modality m, const DicomError& e)
+{
+    return DicomError(QStringLiteral("%1 image: %2")
+                          .arg(QLatin1String(modalityName(m)), QString::fromUtf8(e.what())));
+}
+
 const DicomSeries& pickSeries(Modality m, const ImageSource& source, const DicomScan& scan)
 {
     if (!source.series.isEmpty()) {
-        for (const DicomSeries& s : scan.series)
-            if (s.uid == source.series)
-                return s;
-        fail(m, source.path, QStringLiteral("holds no series %1").arg(source.series));
+        try {
+            return scan.find(source.series);
+        } catch (const DicomError& e) {
+            throw withModality(m, e);
+        }
     }
     if (scan.series.size() == 1)
         return scan.series.front();
@@ -85,8 +93,7 @@ ChosenImage chooseSeriesImage(Modality m, const ImageSource& source, const Chose
     try {
         scan = scanDicomSeries(source.path);
     } catch (const DicomError& e) {
-        throw DicomError(QStringLiteral("%1 image: %2")
-                             .arg(QLatin1String(modalityName(m)), QString::fromStdString(e.what())));
+        throw withModality(m, e);
     }
     chosen.series = atBValue(m, source, pickSeries(m, source, scan));
     const DicomSeries& series = chosen.series;

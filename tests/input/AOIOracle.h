@@ -53,15 +53,4 @@ inline QImage nonZeroGrey(int w, int h, int seed = 0)
     return img;
 }
 
-// A colour image with varied red, green and blue, for the non-grey pixel paths.
-inline QImage colourPattern(int w, int h, QImage::Format format)
-{
-    QImage img(w, h, QImage::Format_ARGB32);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            img.setPixel(x, y,
-                         qRgba((x * 5) & 0xFF, (y * 3) & 0xFF, (x * y) & 0xFF, 40 + (x + y) % 216));
-    return img.convertToFormat(format);
-}
-
 } // namespace aoitest
