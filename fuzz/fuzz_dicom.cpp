@@ -12,8 +12,14 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const QString path = QDir::temp().filePath(
-        QStringLiteral("kelvara-fuzz-dicom-%1.dcm").arg(QCoreApplication::applicationPid()));
+    // One file per process, removed when the process ends.
+    static const struct Scratch
+    {
+        QString path = QDir::temp().filePath(
+            QStringLiteral("kelvara-fuzz-dicom-%1.dcm").arg(QCoreApplication::applicationPid()));
+        ~Scratch() { QFile::remove(path); }
+    } scratch;
+    const QString& path = scratch.path;
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         std::abort(); // the harness itself is broken, not the reader
