@@ -32,6 +32,12 @@ inline Run runBatch(const QStringList& args)
     return r;
 }
 
+inline bool writeText(const QString& path, const QByteArray& text)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(text) == text.size();
+}
+
 inline QJsonObject readJson(const QString& path)
 {
     QFile f(path);

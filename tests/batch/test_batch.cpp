@@ -33,12 +33,6 @@ QJsonObject movedSampleProject(const QString& name)
     return root;
 }
 
-bool writeText(const QString& path, const QByteArray& text)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(text) == text.size();
-}
-
 } // namespace
 
 class TestBatch : public QObject

@@ -42,12 +42,6 @@ QByteArray project(const QJsonObject& t2, const QJsonObject& dwi, const QJsonObj
     return QJsonDocument(root).toJson();
 }
 
-bool write(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
 } // namespace
 
 class TestSeriesCase : public QObject
@@ -102,12 +96,12 @@ private slots:
         // DWI: the highest b-value unless one is named.
         const QJsonObject t2 = image("exam/t2", {{"Series", QString(kT2)}, {"Slice", 1}});
         const QJsonObject adc = image("exam/adc.dcm", {{"Slice", 2}, {"Scale", "auto"}});
-        QVERIFY(write(dir + "/series.kelvara",
+        QVERIFY(writeText(dir + "/series.kelvara",
                       project(t2, image("exam/dwi", {{"Scale", "auto"}}), adc)));
-        QVERIFY(write(dir + "/b500.kelvara",
+        QVERIFY(writeText(dir + "/b500.kelvara",
                       project(t2, image("exam/dwi", {{"BValue", 500}, {"Scale", "auto"}}), adc)));
         for (const char* b : {"1000", "500"})
-            QVERIFY(write(dir + QString("/single%1.kelvara").arg(b),
+            QVERIFY(writeText(dir + QString("/single%1.kelvara").arg(b),
                           project(image("single/t2.dcm"),
                                   image(QString("single/dwi%1.dcm").arg(b), {{"Scale", 2.0}}),
                                   image("single/adc.dcm", {{"Scale", 2.0}}))));
@@ -155,7 +149,7 @@ private slots:
     {
         QFETCH(QByteArray, json);
         QFETCH(QString, message);
-        QVERIFY(write(dir + "/bad.kelvara", json));
+        QVERIFY(writeText(dir + "/bad.kelvara", json));
         const Run r = runBatch({"--out", dir + "/bad-out", dir + "/bad.kelvara"});
         QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains(message.arg(dir)), qPrintable(r.err));
