@@ -1,7 +1,9 @@
-// DICOM reader: the bytes become a file, which the reader must turn into an image or refuse
-// with a DicomError; anything else (a crash, a sanitizer report, another exception) is a fault.
+// DICOM reader: the bytes become a file, which the reader (and the series scan) must turn into an
+// image or refuse with a DicomError; anything else (a crash, a sanitizer report, another
+// exception) is a fault.
 #include "DICOMUtil.h"
 #include "DicomError.h"
+#include "DicomSeries.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -27,10 +29,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     file.close();
 
     DICOMUtil reader;
+    // Frame 0 as a single file is read, frame 1 as a series image of a multi-frame file, and
+    // the headers as a series scan reads them.
+    for (int frame : {0, 1}) {
+        try {
+            const QImage image = reader.loadImage(path, frame);
+            if (!image.isNull() && image.format() != QImage::Format_Grayscale8)
+                std::abort();
+        } catch (const kelvara::DicomError&) {
+        }
+    }
     try {
-        const QImage image = reader.loadImage(path);
-        if (!image.isNull() && image.format() != QImage::Format_Grayscale8)
-            std::abort();
+        kelvara::scanDicomSeries(path);
     } catch (const kelvara::DicomError&) {
     }
     return 0;
