@@ -297,9 +297,6 @@ private slots:
         QTest::newRow("mixed orientations")
             << Action([=] { scanDicomSeries(mixed).series.at(0).loadImage(0); })
             << QStringList{mixed, "mixed orientations", other("mixed/b")};
-        QTest::newRow("nearest in mixed orientations")
-            << Action([=] { scanDicomSeries(mixed).series.at(0).nearestSlice(0); })
-            << QStringList{mixed, "mixed orientations"};
         QTest::newRow("image index out of range") << Action([=] { scan.find("1.2.3.4").loadImage(6); })
                                                   << QStringList{folder(), "has 6 images"};
         QTest::newRow("frame out of range")

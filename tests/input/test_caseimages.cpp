@@ -1,5 +1,5 @@
-// The case model: scaled sizes and box origins where the truncations matter, the loaders'
-// failure rules, and when the AOI images are cut again.
+// The case model: scaled sizes and box origins where the truncations matter, and when the AOI
+// images are cut again (the loaders' rules are tested through the window and kelvara-batch).
 #include "CaseImages.h"
 
 #include <QtTest>
@@ -63,30 +63,6 @@ private slots:
         images.setImage(Modality::ADC, QImage(pixmapWidth, pixmapWidth ? 30 : 0,
                                               QImage::Format_Grayscale8));
         QCOMPARE(images.boxOrigin(Modality::ADC), expected);
-    }
-
-    // BMP: anything the toolkit reads, grey; an unreadable file replaces the image by a null
-    // one. DICOM: a failed read keeps the previous image and says why. Both remember the file.
-    void loaders()
-    {
-        QTemporaryDir dir;
-        QImage colour(4, 2, QImage::Format_RGB32);
-        colour.fill(qRgb(200, 10, 10));
-        QVERIFY(colour.save(dir.filePath("c.bmp")));
-        kelvara::CaseImages images;
-        QVERIFY(images.loadBmp(Modality::DWI, dir.filePath("c.bmp")));
-        QCOMPARE(images.image(Modality::DWI).format(), QImage::Format_Grayscale8);
-        QCOMPARE(images.image(Modality::DWI).size(), QSize(4, 2));
-
-        QString error;
-        QVERIFY(!images.loadDicom(Modality::DWI, dir.filePath("c.bmp"), &error));
-        QVERIFY2(error.contains(dir.filePath("c.bmp")), qPrintable(error));
-        QCOMPARE(images.image(Modality::DWI).size(), QSize(4, 2));
-        QCOMPARE(images.source(Modality::DWI).kind, QStringLiteral("DICOM"));
-
-        QVERIFY(!images.loadBmp(Modality::DWI, dir.filePath("missing.bmp")));
-        QVERIFY(images.image(Modality::DWI).isNull());
-        QCOMPARE(images.source(Modality::DWI).path, dir.filePath("missing.bmp"));
     }
 
     // The AOI images are cut again after any change of what they depend on, and only then.

@@ -43,42 +43,10 @@ private slots:
                     QCOMPARE(matrix.labels()[x][y], 0u);
                     matrix.values()[x][y] = 7.0;
                     matrix.intervalMask()[x][y] = 1.0;
-                    matrix.labels()[x][y] = 2;
+                    matrix.labels()[x][y] = ResultMatrix::KeptAreaLabel;
                 }
             }
         }
-    }
-
-    // values * (image / 255) * amplification, shown as value * 255 truncated and wrapped.
-    void productShownAsWrappedGrey_data()
-    {
-        QTest::addColumn<double>("symmetry");
-        QTest::addColumn<double>("amplification");
-        QTest::addColumn<int>("grey");
-        QTest::newRow("127 x2") << 127.0 << 2.0 << 254;
-        QTest::newRow("128 x2 wraps to black") << 128.0 << 2.0 << 0;
-        QTest::newRow("x1 truncates") << 200.7 << 1.0 << 200;
-        // 11 x 3 is 33, but dividing by 255 first, as the analysis does, lands just below it.
-        QTest::newRow("division before amplification") << 11.0 << 3.0 << 32;
-    }
-    void productShownAsWrappedGrey()
-    {
-        QFETCH(double, symmetry);
-        QFETCH(double, amplification);
-        QFETCH(int, grey);
-        ResultMatrix matrix, image, mask; // the factors as the callers hand them: column tables
-        for (ResultMatrix* m : {&matrix, &image, &mask})
-            m->resize(3, 2);
-        for (int i = 0; i < 6; ++i)
-            image.values()[i / 2][i % 2] = symmetry;
-        mask.values()[2][1] = 0.0;
-        matrix.multiplyScaled(image.data(), amplification);
-        matrix.multiply(mask.data());
-        const QImage gray = matrix.toGrayImage();
-        QCOMPARE(gray.format(), QImage::Format_RGB32);
-        for (int x = 0; x < 3; ++x)
-            for (int y = 0; y < 2; ++y)
-                QCOMPARE(qGray(gray.pixel(x, y)), x == 2 && y == 1 ? 0 : grey);
     }
 
     void statistics()
