@@ -82,8 +82,10 @@ bool loadImage(const QString& projectPath, Modality m, const ImageSource& source
             *error = QStringLiteral("%1 image '%2': file not found").arg(modality, path);
             return false;
         }
-        if (!images->loadBmp(m, path)) {
-            *error = QStringLiteral("%1 image '%2': not a readable image").arg(modality, path);
+        QString reason;
+        if (!images->loadBmp(m, path, &reason)) {
+            // The same words as the window's status bar.
+            *error = QStringLiteral("%1 image: %2").arg(modality, reason);
             return false;
         }
         return true;
