@@ -105,8 +105,10 @@ bool loadImage(const QString& projectPath, Modality m, const ImageSource& source
         }
         return true;
     }
-    *error = QStringLiteral("%1 image '%2': unknown image type '%3' (expected BMP or DICOM)")
-                 .arg(modality, path, source.kind);
+    // Any other type: the case model says what it expected.
+    QString reason;
+    images->load(m, {path, source.kind}, &reason);
+    *error = QStringLiteral("%1 image: %2").arg(modality, reason);
     return false;
 }
 
