@@ -65,102 +65,96 @@ class TestJsonFile : public QObject
     Q_OBJECT
 
 private slots:
-    void read_data();
-    void read();
-    void failedSave_data();
-    void failedSave();
-    void saveReplaces();
-};
+    void read_data()
+    {
+        QTest::addColumn<Input>("input");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("opened");
+        QTest::addColumn<int>("resultMax"); // -1: the document reads as an empty object
 
-void TestJsonFile::read_data()
-{
-    QTest::addColumn<Input>("input");
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<bool>("opened");
-    QTest::addColumn<int>("resultMax"); // -1: the document reads as an empty object
-
-    QTest::newRow("missing") << Input::Missing << QByteArray() << false << -1;
-    QTest::newRow("directory") << Input::Directory << QByteArray() << false << -1;
-    QTest::newRow("over the size limit") << Input::OverLimit << QByteArray() << false << -1;
-    QTest::newRow("invalid") << Input::Bytes << QByteArray(R"({"ResultMax": 12,)") << true << -1;
-    QTest::newRow("array root") << Input::Bytes << QByteArray(R"([{"ResultMax": 12}])") << true
-                                << -1;
-    QTest::newRow("50 MB valid") << Input::LargeValid << QByteArray() << true << 12;
-}
-
-void TestJsonFile::read()
-{
-    QFETCH(Input, input);
-    QFETCH(QByteArray, bytes);
-    QFETCH(bool, opened);
-    QFETCH(int, resultMax);
-
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString path = dir.filePath("config.cfg");
-    if (input == Input::Directory)
-        QVERIFY(QDir(dir.path()).mkdir("config.cfg"));
-    if (input == Input::LargeValid) // read in pieces: the whole must still come through
-        bytes = R"({"ResultMax": 12, "Pad": ")" + QByteArray(qsizetype(50) << 20, 'x') + "\"}";
-    if (input != Input::Missing && input != Input::Directory)
-        QVERIFY(writeBytes(path, bytes));
-    if (input == Input::OverLimit)
-        QVERIFY(QFile(path).resize(JsonFile::maximumSize + 1)); // sparse: no disk space used
-
-    const std::optional<QJsonObject> root = JsonFile::read(path);
-    QCOMPARE(root.has_value(), opened);
-    // The file loaders pass "cannot open" on, so that the window changes nothing.
-    QCOMPARE(ControlFile::settings().load(path).has_value(), opened);
-    QCOMPARE(ControlFile::project().load(path).has_value(), opened);
-    if (opened && resultMax < 0)
-        QVERIFY(root->isEmpty());
-    else if (opened)
-        QCOMPARE(root->value("ResultMax").toInt(-1), resultMax);
-}
-
-void TestJsonFile::failedSave_data()
-{
-    QTest::addColumn<bool>("writeError"); // else the target cannot be opened
-    QTest::newRow("target is a directory") << false;
-    QTest::newRow("write error") << true;
-}
-
-// Nothing is replaced and no half-written temporary file is left beside the target.
-void TestJsonFile::failedSave()
-{
-    QFETCH(bool, writeError);
-    QTemporaryDir dir;
-    const QString path = dir.filePath("config.cfg");
-    const QByteArray previous = "{\n    \"ResultMax\": 12\n}\n";
-    if (writeError)
-        QVERIFY(writeBytes(path, previous));
-    else
-        QVERIFY(QDir(dir.path()).mkdir("config.cfg"));
-    std::optional<FileSizeLimit> limit;
-    if (writeError) {
-        limit.emplace(64); // the document is some kilobytes
-        QVERIFY(limit->active());
+        QTest::newRow("missing") << Input::Missing << QByteArray() << false << -1;
+        QTest::newRow("directory") << Input::Directory << QByteArray() << false << -1;
+        QTest::newRow("over the size limit") << Input::OverLimit << QByteArray() << false << -1;
+        QTest::newRow("invalid") << Input::Bytes << QByteArray("{\"ResultMax\": 12,") << true << -1;
+        QTest::newRow("array root") << Input::Bytes << QByteArray("[{\"ResultMax\": 12}]") << true
+                                    << -1;
+        QTest::newRow("50 MB valid") << Input::LargeValid << QByteArray() << true << 12;
     }
-    QVERIFY(!ControlFile::settings().save(path, testdata::stored()));
-    limit.reset();
-    QCOMPARE(QFileInfo(path).isDir(), !writeError);
-    if (writeError)
-        QCOMPARE(readBytes(path), previous);
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
-             writeError ? QStringList{"config.cfg"} : QStringList{});
-}
 
-void TestJsonFile::saveReplaces()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("case.kelvara");
-    QVERIFY(writeBytes(path, QByteArray(100000, 'x')));
-    QVERIFY(ControlFile::project().save(path, testdata::stored(), testdata::images()));
-    const std::optional<QJsonObject> root = JsonFile::read(path);
-    QVERIFY(root);
-    QCOMPARE(*root, ControlFile::project().toJson(testdata::stored(), testdata::images()));
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"case.kelvara"});
-}
+    void read()
+    {
+        QFETCH(Input, input);
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, opened);
+        QFETCH(int, resultMax);
+
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString path = dir.filePath("config.cfg");
+        if (input == Input::Directory)
+            QVERIFY(QDir(dir.path()).mkdir("config.cfg"));
+        if (input == Input::LargeValid) // read in pieces: the whole must still come through
+            bytes = "{\"ResultMax\": 12, \"Pad\": \"" + QByteArray(qsizetype(50) << 20, 'x') + "\"}";
+        if (input != Input::Missing && input != Input::Directory)
+            QVERIFY(writeBytes(path, bytes));
+        if (input == Input::OverLimit)
+            QVERIFY(QFile(path).resize(JsonFile::maximumSize + 1)); // sparse: no disk space used
+
+        const std::optional<QJsonObject> root = JsonFile::read(path);
+        QCOMPARE(root.has_value(), opened);
+        // The file loaders pass "cannot open" on, so that the window changes nothing.
+        QCOMPARE(ControlFile::settings().load(path).has_value(), opened);
+        QCOMPARE(ControlFile::project().load(path).has_value(), opened);
+        if (opened && resultMax < 0)
+            QVERIFY(root->isEmpty());
+        else if (opened)
+            QCOMPARE(root->value("ResultMax").toInt(-1), resultMax);
+    }
+
+    void failedSave_data()
+    {
+        QTest::addColumn<bool>("writeError"); // else the target cannot be opened
+        QTest::newRow("target is a directory") << false;
+        QTest::newRow("write error") << true;
+    }
+
+    // Nothing is replaced and no half-written temporary file is left beside the target.
+    void failedSave()
+    {
+        QFETCH(bool, writeError);
+        QTemporaryDir dir;
+        const QString path = dir.filePath("config.cfg");
+        const QByteArray previous = "{\n    \"ResultMax\": 12\n}\n";
+        if (writeError)
+            QVERIFY(writeBytes(path, previous));
+        else
+            QVERIFY(QDir(dir.path()).mkdir("config.cfg"));
+        std::optional<FileSizeLimit> limit;
+        if (writeError) {
+            limit.emplace(64); // the document is some kilobytes
+            QVERIFY(limit->active());
+        }
+        QVERIFY(!ControlFile::settings().save(path, testdata::stored()));
+        limit.reset();
+        QCOMPARE(QFileInfo(path).isDir(), !writeError);
+        if (writeError)
+            QCOMPARE(readBytes(path), previous);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+                 writeError ? QStringList{"config.cfg"} : QStringList{});
+    }
+
+    void saveReplaces()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("case.kelvara");
+        QVERIFY(writeBytes(path, QByteArray(100000, 'x')));
+        QVERIFY(ControlFile::project().save(path, testdata::stored(), testdata::images()));
+        const std::optional<QJsonObject> root = JsonFile::read(path);
+        QVERIFY(root);
+        QCOMPARE(*root, ControlFile::project().toJson(testdata::stored(), testdata::images()));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"case.kelvara"});
+    }
+};
 
 QTEST_GUILESS_MAIN(TestJsonFile)
 #include "test_jsonfile.moc"

@@ -117,178 +117,169 @@ class TestStoredControlTable : public QObject
     Q_OBJECT
 
 private slots:
-    void layout_data();
-    void layout();
-    void conversion_data();
-    void conversion();
-    void wrongTypes_data();
-    void wrongTypes();
-    void program_data();
-    void program();
+    void layout_data()
+    {
+        QTest::addColumn<Layout>("layout");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("settings") << Layout::Settings << settingsKeys();
+        QTest::newRow("project") << Layout::Project << kProjectKeys;
+    }
+
+    // The written bytes, the round trip and the {} file, per file kind.
+    void layout()
+    {
+        QFETCH(Layout, layout);
+        QFETCH(QStringList, expected);
+        const bool settings = layout == Layout::Settings;
+        QTemporaryDir dir;
+        const QString path = dir.filePath("written");
+        QVERIFY(ControlFile(layout).save(path, testdata::stored(), testdata::images()));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(keyPaths(QJsonDocument::fromJson(file.readAll()).object()), expected);
+
+        const ControlValues unstored = testdata::unstoredChanged();
+        ControlValues expectedValues = testdata::unstoredChanged(testdata::stored());
+        const std::optional<StoredFile> loaded = ControlFile(layout).load(path);
+        QVERIFY(loaded);
+        if (settings)
+            testdata::takeAOI(expectedValues, unstored); // not in settings
+        else
+            QCOMPARE(loaded->images, testdata::images());
+        QCOMPARE(testdata::describe(loaded->applyTo(unstored)), testdata::describe(expectedValues));
+
+        const StoredFile empty = parse(layout, QJsonObject());
+        // {}: every stored control at its conversion default, then limited by the control.
+        const ControlValues before = testdata::unstoredChanged(testdata::stored());
+        ControlValues zero = before;
+        zero.scale = {0.0, 0.0, 0.0};
+        for (int m = 0; m < 3; ++m) {
+            zero.threshold[m] = {0.0, 0.0, 0.0, 0.0};
+            zero.filter[m] = {0, 0.0, 0.0};
+            zero.symmetry[m] = {0, false, 0, 0, 0, 0, 1}; // circle radius clamped to 1
+        }
+        zero.dwiMask = zero.adcMask = {0, 0, 0, false, 0, 0.0};
+        zero.program.clear();
+        zero.resultMin = zero.resultMax = 0.0;
+        zero.resultAutocorrect = false;
+        zero.resultAutocorrectBase = 0;
+        if (!settings) {
+            zero.hCells = zero.vCells = 1; // clamped from 0
+            zero.hPos = zero.vPos = 0;
+        }
+        QCOMPARE(testdata::describe(empty.applyTo(before)), testdata::describe(zero));
+        QCOMPARE(empty.images, (std::array<kelvara::ImageSource, 3>{}));
+    }
+
+    void conversion_data()
+    {
+        QTest::addColumn<Layout>("layout");
+        QTest::addColumn<QString>("path"); // keys joined by '/'
+        QTest::addColumn<QJsonValue>("value");
+        QTest::addColumn<QString>("objectName");
+        QTest::addColumn<double>("read");    // converted as the file format says
+        QTest::addColumn<double>("limited"); // as the control then holds it
+
+        const Layout s = Layout::Settings, p = Layout::Project;
+        const double big = 1e300, intMin = std::numeric_limits<int>::min();
+        auto row = [](const char* name, Layout l, const char* path, const QJsonValue& value,
+                      const char* objectName, double read, double limited) {
+            QTest::newRow(name) << l << QString(path) << value << QString(objectName) << read
+                                << limited;
+        };
+        // Result interval: written as doubles, read with the integer conversion.
+        const char* rMin = "ResultMaskIntervalMin";
+        row("ResultMin 37.25", s, "ResultMin", 37.25, rMin, 0, 0);
+        row("ResultMax 300", s, "ResultMax", 300, "ResultMaskIntervalMax", 300, 255);
+        // Mask bounds: read as doubles, truncated toward zero; out of int range gives INT_MIN.
+        row("mask 100.9", s, "DWIBMask/Min", 100.9, "DWI_IntervalLeft", 100, 100);
+        row("mask 2^31", s, "DWIBMask/Min", 2147483648.0, "DWI_IntervalLeft", intMin, 0);
+        // Double spin boxes: rounded to their decimals, then clamped.
+        row("scale 1.236", s, "T2Scale", 1.236, "OverlayScaleT2", 1.236, 1.24);
+        row("scale 1e300", s, "T2Scale", big, "OverlayScaleT2", big, 99.99);
+        row("project scale not at root", p, "T2Scale", 2.0, "OverlayScaleT2", 0, 0);
+        row("cutoff 4 decimals", s, "FFT_ADC_Filter/Cut2", 0.12346, "ADCFFTCutoffSpinBox2", 0.12346,
+            0.1235);
+        // Integer spin boxes and sliders clamp.
+        row("HCells 0", p, "AOI/HCells", 0, "HCells", 0, 1);
+        // Combo boxes show no selection for an index outside their items.
+        row("filter type 4", s, "FFT_T2_Filter/Type", 4, "T2FFTFilterComboBox", 4, -1);
+        // Check boxes take booleans only.
+        row("inverse 1", s, "T2Sym/Inverse", 1, "T2SymInverted", 0, 0);
+    }
+
+    void conversion()
+    {
+        QFETCH(Layout, layout);
+        QFETCH(QString, path);
+        QFETCH(QJsonValue, value);
+        QFETCH(QString, objectName);
+        QFETCH(double, read);
+        QFETCH(double, limited);
+        QJsonValue tree = value;
+        const QStringList keys = path.split('/');
+        for (auto it = keys.crbegin(); it != keys.crend(); ++it)
+            tree = QJsonObject{{*it, tree}};
+        const StoredFile file = parse(layout, tree.toObject());
+        const StoredControl* c = file.find(objectName);
+        QVERIFY(c);
+        QCOMPARE(valueOf(*c), read);
+        QCOMPARE(valueOf(c->limited()), limited);
+    }
+
+    void wrongTypes_data()
+    {
+        QTest::addColumn<QJsonValue>("wrong");
+        QTest::newRow("string NaN") << QJsonValue("NaN");
+        QTest::newRow("object") << QJsonValue(QJsonObject{{"XMin", 0.5}});
+    }
+
+    // Every leaf of another JSON type reads as the conversion's default.
+    void wrongTypes()
+    {
+        QFETCH(QJsonValue, wrong);
+        const StoredFile file = ControlFile::project().fromJson(replaceLeaves(storedProject(), wrong).toObject());
+        const StoredFile defaults = ControlFile::project().fromJson({});
+        QCOMPARE(file.controls, defaults.controls);
+        QCOMPARE(file.images, defaults.images);
+        // Program elements that are objects still give (empty) items.
+        QCOMPARE(file.program, QList<kelvara::ProgramItem>(testdata::stored().program.size()));
+    }
+
+    void program_data()
+    {
+        using Items = QList<kelvara::ProgramItem>;
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<Items>("expected");
+        QTest::newRow("missing") << QByteArray("{}") << Items{};
+        QTest::newRow("not an array") << QByteArray("{\"Program\": {\"Text\": \"a\", \"Data\": \"b\"}}")
+                                      << Items{};
+        QTest::newRow("mixed elements")
+            << QByteArray("{\"Program\": [{\"Text\": \"a\", \"Data\": \"b\"}, 5, {\"Text\": \"c\"}, []]}")
+            << Items{{"a", "b"}, {"", ""}, {"c", ""}, {"", ""}};
+        QTest::newRow("escapes and unicode")
+            << QByteArray("{\"Program\": [{\"Text\": \"\\\"Größe\\\" \\\\ \\u00e9\\n\", \"Data\": \"K;1\"}]}")
+            << Items{{QString::fromUtf8("\"Größe\" \\ \u00e9\n"), "K;1"}};
+    }
+
+    void program()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(QList<kelvara::ProgramItem>, expected);
+        QCOMPARE(ControlFile::settings().fromJson(QJsonDocument::fromJson(json).object()).program,
+                 expected);
+
+        // What was read is written back and read again unchanged.
+        QTemporaryDir dir;
+        ControlValues values;
+        values.program = expected;
+        QVERIFY(ControlFile::settings().save(dir.filePath("config.cfg"), values));
+        const std::optional<StoredFile> again =
+            ControlFile::settings().load(dir.filePath("config.cfg"));
+        QVERIFY(again);
+        QCOMPARE(again->program, expected);
+    }
 };
-
-void TestStoredControlTable::layout_data()
-{
-    QTest::addColumn<Layout>("layout");
-    QTest::addColumn<QStringList>("expected");
-    QTest::newRow("settings") << Layout::Settings << settingsKeys();
-    QTest::newRow("project") << Layout::Project << kProjectKeys;
-}
-
-// The written bytes, the round trip and the {} file, per file kind.
-void TestStoredControlTable::layout()
-{
-    QFETCH(Layout, layout);
-    QFETCH(QStringList, expected);
-    const bool settings = layout == Layout::Settings;
-    QTemporaryDir dir;
-    const QString path = dir.filePath("written");
-    QVERIFY(ControlFile(layout).save(path, testdata::stored(), testdata::images()));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(keyPaths(QJsonDocument::fromJson(file.readAll()).object()), expected);
-
-    const ControlValues unstored = testdata::unstoredChanged();
-    ControlValues expectedValues = testdata::unstoredChanged(testdata::stored());
-    const std::optional<StoredFile> loaded = ControlFile(layout).load(path);
-    QVERIFY(loaded);
-    if (settings)
-        testdata::takeAOI(expectedValues, unstored); // not in settings
-    else
-        QCOMPARE(loaded->images, testdata::images());
-    QCOMPARE(testdata::describe(loaded->applyTo(unstored)), testdata::describe(expectedValues));
-
-    const StoredFile empty = parse(layout, QJsonObject());
-    // {}: every stored control at its conversion default, then limited by the control.
-    const ControlValues before = testdata::unstoredChanged(testdata::stored());
-    ControlValues zero = before;
-    zero.scale = {0.0, 0.0, 0.0};
-    for (int m = 0; m < 3; ++m) {
-        zero.threshold[m] = {0.0, 0.0, 0.0, 0.0};
-        zero.filter[m] = {0, 0.0, 0.0};
-        zero.symmetry[m] = {0, false, 0, 0, 0, 0, 1}; // circle radius clamped to 1
-    }
-    zero.dwiMask = zero.adcMask = {0, 0, 0, false, 0, 0.0};
-    zero.program.clear();
-    zero.resultMin = zero.resultMax = 0.0;
-    zero.resultAutocorrect = false;
-    zero.resultAutocorrectBase = 0;
-    if (!settings) {
-        zero.hCells = zero.vCells = 1; // clamped from 0
-        zero.hPos = zero.vPos = 0;
-    }
-    QCOMPARE(testdata::describe(empty.applyTo(before)), testdata::describe(zero));
-    QCOMPARE(empty.images, (std::array<kelvara::ImageSource, 3>{}));
-}
-
-void TestStoredControlTable::conversion_data()
-{
-    QTest::addColumn<Layout>("layout");
-    QTest::addColumn<QString>("path"); // keys joined by '/'
-    QTest::addColumn<QJsonValue>("value");
-    QTest::addColumn<QString>("objectName");
-    QTest::addColumn<double>("read");    // converted as the file format says
-    QTest::addColumn<double>("limited"); // as the control then holds it
-
-    const Layout s = Layout::Settings, p = Layout::Project;
-    const double big = 1e300, intMin = std::numeric_limits<int>::min();
-    auto row = [](const char* name, Layout l, const char* path, const QJsonValue& value,
-                  const char* objectName, double read, double limited) {
-        QTest::newRow(name) << l << QString(path) << value << QString(objectName) << read
-                            << limited;
-    };
-    // Result interval: written as doubles, read with the integer conversion.
-    const char* rMin = "ResultMaskIntervalMin";
-    row("ResultMin 37.25", s, "ResultMin", 37.25, rMin, 0, 0);
-    row("ResultMax 300", s, "ResultMax", 300, "ResultMaskIntervalMax", 300, 255);
-    // Mask bounds: read as doubles, truncated toward zero; out of int range gives INT_MIN.
-    row("mask 100.9", s, "DWIBMask/Min", 100.9, "DWI_IntervalLeft", 100, 100);
-    row("mask 2^31", s, "DWIBMask/Min", 2147483648.0, "DWI_IntervalLeft", intMin, 0);
-    // Double spin boxes: rounded to their decimals, then clamped.
-    row("scale 1.236", s, "T2Scale", 1.236, "OverlayScaleT2", 1.236, 1.24);
-    row("scale 1e300", s, "T2Scale", big, "OverlayScaleT2", big, 99.99);
-    row("project scale not at root", p, "T2Scale", 2.0, "OverlayScaleT2", 0, 0);
-    row("cutoff 4 decimals", s, "FFT_ADC_Filter/Cut2", 0.12346, "ADCFFTCutoffSpinBox2", 0.12346,
-        0.1235);
-    // Integer spin boxes and sliders clamp.
-    row("HCells 0", p, "AOI/HCells", 0, "HCells", 0, 1);
-    // Combo boxes show no selection for an index outside their items.
-    row("filter type 4", s, "FFT_T2_Filter/Type", 4, "T2FFTFilterComboBox", 4, -1);
-    // Check boxes take booleans only.
-    row("inverse 1", s, "T2Sym/Inverse", 1, "T2SymInverted", 0, 0);
-}
-
-void TestStoredControlTable::conversion()
-{
-    QFETCH(Layout, layout);
-    QFETCH(QString, path);
-    QFETCH(QJsonValue, value);
-    QFETCH(QString, objectName);
-    QFETCH(double, read);
-    QFETCH(double, limited);
-    QJsonValue tree = value;
-    const QStringList keys = path.split('/');
-    for (auto it = keys.crbegin(); it != keys.crend(); ++it)
-        tree = QJsonObject{{*it, tree}};
-    const StoredFile file = parse(layout, tree.toObject());
-    const StoredControl* c = file.find(objectName);
-    QVERIFY(c);
-    QCOMPARE(valueOf(*c), read);
-    QCOMPARE(valueOf(c->limited()), limited);
-}
-
-void TestStoredControlTable::wrongTypes_data()
-{
-    QTest::addColumn<QJsonValue>("wrong");
-    QTest::newRow("string NaN") << QJsonValue("NaN");
-    QTest::newRow("object") << QJsonValue(QJsonObject{{"XMin", 0.5}});
-}
-
-// Every leaf of another JSON type reads as the conversion's default.
-void TestStoredControlTable::wrongTypes()
-{
-    QFETCH(QJsonValue, wrong);
-    const StoredFile file = ControlFile::project().fromJson(replaceLeaves(storedProject(), wrong).toObject());
-    const StoredFile defaults = ControlFile::project().fromJson({});
-    QCOMPARE(file.controls, defaults.controls);
-    QCOMPARE(file.images, defaults.images);
-    // Program elements that are objects still give (empty) items.
-    QCOMPARE(file.program, QList<kelvara::ProgramItem>(testdata::stored().program.size()));
-}
-
-void TestStoredControlTable::program_data()
-{
-    using Items = QList<kelvara::ProgramItem>;
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<Items>("expected");
-    QTest::newRow("missing") << QByteArray("{}") << Items{};
-    QTest::newRow("not an array") << QByteArray(R"({"Program": {"Text": "a", "Data": "b"}})")
-                                  << Items{};
-    QTest::newRow("mixed elements")
-        << QByteArray(R"({"Program": [{"Text": "a", "Data": "b"}, 5, {"Text": "c"}, []]})")
-        << Items{{"a", "b"}, {"", ""}, {"c", ""}, {"", ""}};
-    QTest::newRow("escapes and unicode")
-        << QByteArray(R"({"Program": [{"Text": "\"Größe\" \\ \u00e9\n", "Data": "K;1"}]})")
-        << Items{{QString::fromUtf8("\"Größe\" \\ \u00e9\n"), "K;1"}};
-}
-
-void TestStoredControlTable::program()
-{
-    QFETCH(QByteArray, json);
-    QFETCH(QList<kelvara::ProgramItem>, expected);
-    QCOMPARE(ControlFile::settings().fromJson(QJsonDocument::fromJson(json).object()).program,
-             expected);
-
-    // What was read is written back and read again unchanged.
-    QTemporaryDir dir;
-    ControlValues values;
-    values.program = expected;
-    QVERIFY(ControlFile::settings().save(dir.filePath("config.cfg"), values));
-    const std::optional<StoredFile> again =
-        ControlFile::settings().load(dir.filePath("config.cfg"));
-    QVERIFY(again);
-    QCOMPARE(again->program, expected);
-}
 
 QTEST_GUILESS_MAIN(TestStoredControlTable)
 #include "test_storedcontroltable.moc"
