@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FileAccess.h"
+
 #include <QJsonObject>
 #include <QString>
 
@@ -14,7 +16,7 @@ class JsonFile
 public:
     // Larger files were not written by this program and could exhaust memory if read whole;
     // they count as unreadable.
-    static constexpr qint64 maximumSize = qint64(128) * 1024 * 1024;
+    static constexpr qint64 maximumSize = kMaximumControlFileSize;
 
     // The root object, or nothing when the file cannot be opened or read (missing, unreadable,
     // a directory, larger than maximumSize): the caller then changes nothing. Invalid JSON

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QByteArray>
+#include <QImage>
+#include <QString>
+
+#include <optional>
+
+namespace kelvara {
+
+// Every file the product reads or writes goes through here, so that the rules hold for all of
+// them: reads only from regular files of bounded size (a FIFO would block for ever, /dev/zero
+// never ends), writes only through a temporary file in the target folder that replaces the
+// target once it is complete. Each failure comes back as a plain-words reason naming the file.
+
+// Projects and settings larger than this were not written by this program.
+constexpr qint64 kMaximumControlFileSize = qint64(128) * 1024 * 1024;
+// An uncompressed 16384 x 16384 image of 32-bit pixels, with room for a header: the largest
+// image file either reader takes.
+constexpr qint64 kMaximumImageFileSize = qint64(16384) * 16384 * 4 + 64 * 1024 * 1024;
+
+// The path as it may be shown: a NUL (which would end a C string early) written as "\0".
+QString displayPath(const QString& path);
+
+// True when path names an existing regular file (symbolic links followed) of at most maxSize
+// bytes; otherwise false with *error saying why ("'x': is a FIFO, not a regular file").
+bool checkRegularFile(const QString& path, qint64 maxSize, QString* error);
+
+// The whole file after checkRegularFile; nothing, with *error set, when it cannot be read.
+std::optional<QByteArray> readRegularFile(const QString& path, qint64 maxSize, QString* error);
+
+// Writes bytes to a temporary file beside path and renames it over path only after every byte
+// was written and flushed. On failure the previous file is left byte-identical, no temporary
+// file remains, and *error names the file and the reason.
+bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error);
+
+// The image encoded in memory (format as QImageWriter names it, e.g. "PNG"; quality as
+// QImageWriter takes it), then written as writeFileAtomically writes.
+bool writeImageAtomically(const QString& path, const QImage& image, const char* format,
+                          int quality, QString* error);
+
+} // namespace kelvara

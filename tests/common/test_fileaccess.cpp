@@ -1,0 +1,137 @@
+#include "FileAccess.h"
+#include "FileFaults.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <optional>
+#include <sys/stat.h>
+
+using namespace kelvara;
+
+namespace {
+
+bool writeBytes(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+}
+
+QByteArray readBytes(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+} // namespace
+
+class TestFileAccess : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    // Each refusal ends at once (a FIFO without a writer would block an open() for ever) and
+    // names the file and the reason.
+    void refusedReads_data()
+    {
+        QTest::addColumn<QString>("made");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("missing") << "missing" << "file not found";
+        QTest::newRow("folder") << "folder" << "is a folder, not a regular file";
+        QTest::newRow("fifo") << "fifo" << "is a FIFO, not a regular file";
+        QTest::newRow("/dev/zero") << "/dev/zero" << "is a character device, not a regular file";
+        QTest::newRow("over the cap") << "large" << "the file is too large";
+        QTest::newRow("NUL in the name") << "nul" << "the file name contains a NUL character";
+    }
+
+    void refusedReads()
+    {
+        QFETCH(QString, made);
+        QFETCH(QString, reason);
+        QTemporaryDir dir;
+        QString path = dir.filePath(made);
+        if (made == "folder")
+            QVERIFY(QDir(dir.path()).mkdir(made));
+        else if (made == "fifo")
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        else if (made == "/dev/zero")
+            path = made;
+        else if (made == "large")
+            QVERIFY(writeBytes(path, QByteArray(1025, 'x')));
+        else if (made == "nul") {
+            QVERIFY(writeBytes(path, "{}")); // the name up to the NUL exists
+            path += QChar(0) + QStringLiteral("tail");
+        }
+        QString error;
+        QVERIFY(!readRegularFile(path, 1024, &error));
+        QVERIFY2(error.contains(reason), qPrintable(error));
+        // The whole name is shown, a NUL included, so the message is never cut short.
+        QVERIFY2(error.contains(displayPath(path)), qPrintable(error));
+        QVERIFY(!error.contains(QChar(0)));
+    }
+
+    void readsWholeFileUpToTheCap()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("f");
+        const QByteArray bytes(1024, 'k');
+        QVERIFY(writeBytes(path, bytes));
+        QString error;
+        QCOMPARE(readRegularFile(path, 1024, &error).value_or(QByteArray()), bytes);
+    }
+
+    void failedWrites_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::newRow("disk full") << "full";
+        QTest::newRow("target is a folder") << "folder";
+        QTest::newRow("no such folder") << "nofolder";
+    }
+
+    // The previous file stays byte for byte, no temporary file is left, and the reason is given.
+    void failedWrites()
+    {
+        QFETCH(QString, fault);
+        QTemporaryDir dir;
+        QString path = dir.filePath("result.json");
+        const QByteArray previous = "previous contents";
+        if (fault == "folder")
+            QVERIFY(QDir(dir.path()).mkdir("result.json"));
+        else if (fault == "nofolder")
+            path = dir.filePath("absent/result.json");
+        else
+            QVERIFY(writeBytes(path, previous));
+        QString error;
+        {
+            std::optional<testfaults::FileSizeLimit> limit;
+            if (fault == "full") {
+                limit.emplace(64);
+                QVERIFY(limit->active());
+            }
+            QVERIFY(!writeFileAtomically(path, QByteArray(4096, 'n'), &error));
+        }
+        QVERIFY2(error.startsWith("cannot write '" + path + "': "), qPrintable(error));
+        if (fault == "full")
+            QCOMPARE(readBytes(path), previous);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+                 fault == "full" ? QStringList{"result.json"} : QStringList{});
+    }
+
+    void writeReplaces()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("image.png");
+        QVERIFY(writeBytes(path, QByteArray(100000, 'x')));
+        QImage image(3, 2, QImage::Format_Grayscale8);
+        image.fill(7);
+        QString error;
+        QVERIFY2(writeImageAtomically(path, image, "PNG", 80, &error), qPrintable(error));
+        QCOMPARE(QImage(path).convertToFormat(QImage::Format_Grayscale8), image);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"image.png"});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestFileAccess)
+#include "test_fileaccess.moc"
