@@ -49,10 +49,10 @@ void BM_BatchCaseRadius100(benchmark::State& state)
         return;
     }
     kelvara::BatchOptions options;
-    options.outDir = dir.filePath(QStringLiteral("out"));
+    options.outDir = dir.path();
     kelvara::CaseOutcome outcome;
     for (auto _ : state) {
-        outcome = kelvara::runBatchCase(project, options);
+        outcome = kelvara::runBatchCase(project, QStringLiteral("case"), options);
         if (!outcome.ok()) {
             state.SkipWithError(outcome.error.toStdString().c_str());
             return;

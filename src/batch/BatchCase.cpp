@@ -2,6 +2,7 @@
 
 #include "CaseImages.h"
 #include "ControlFile.h"
+#include "FileAccess.h"
 #include "NpyFile.h"
 #include "Numeric.h"
 #include "ResultMatrix.h"
@@ -15,7 +16,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QPainter>
-#include <QSaveFile>
+#include <QSet>
 
 #include <cmath>
 #include <exception>
@@ -273,30 +274,26 @@ void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTim
     a.intervals.insert(QStringLiteral("ResultMax"), number(c.resultMax));
 }
 
-// The images (and with options.planes the planes) into caseDir; false with out.error set when
-// a file cannot be written.
+// The images (and with options.planes the planes) into dir; false with *error set when a file
+// cannot be written.
 bool writeImages(const CaseAnalysis& a, const QDir& dir, const BatchOptions& options,
-                 CaseOutcome& out)
+                 QString* error)
 {
     const std::vector<NamedImage>& images = a.images;
     // PNG encoding dominates the writing; two encoders share the images (every QImage is only
     // read here, and each thread saves to its own files).
     auto saveEvery = [&images, &dir](std::size_t first, QString* failed) {
-        for (std::size_t i = first; i < images.size(); i += 2) {
-            const NamedImage& n = images[i];
-            if (n.image.isNull() || !n.image.save(dir.filePath(n.file), "PNG", kPngQuality)) {
-                *failed = dir.filePath(n.file);
+        for (std::size_t i = first; i < images.size(); i += 2)
+            if (!writeImageAtomically(dir.filePath(images[i].file), images[i].image, "PNG",
+                                      kPngQuality, failed))
                 return;
-            }
-        }
     };
     QString failedOdd, failedEven;
     std::thread odd(saveEvery, std::size_t(1), &failedOdd);
     saveEvery(0, &failedEven);
     odd.join();
     if (!failedEven.isEmpty() || !failedOdd.isEmpty()) {
-        out.error =
-            QStringLiteral("cannot write '%1'").arg(failedEven.isEmpty() ? failedOdd : failedEven);
+        *error = failedEven.isEmpty() ? failedOdd : failedEven;
         return false;
     }
     if (!options.planes)
@@ -330,12 +327,60 @@ bool writeImages(const CaseAnalysis& a, const QDir& dir, const BatchOptions& opt
          nonMasked.height()},
     };
     for (const NamedPlane& p : planes) {
-        if (!writeNpy(dir.filePath(p.file), p.plane, p.width, p.height)) {
-            out.error = QStringLiteral("cannot write '%1'").arg(dir.filePath(p.file));
+        const QByteArray bytes = npyBytes(p.plane, p.width, p.height);
+        if (bytes.isEmpty()) {
+            *error = QStringLiteral("cannot write '%1': the plane was not computed")
+                         .arg(dir.filePath(p.file));
             return false;
         }
+        if (!writeFileAtomically(dir.filePath(p.file), bytes, error))
+            return false;
     }
     return true;
+}
+
+bool writeResultJson(const QDir& dir, const QJsonObject& result, QString* error)
+{
+    return writeFileAtomically(dir.filePath(QStringLiteral("result.json")),
+                               QJsonDocument(result).toJson(QJsonDocument::Indented), error);
+}
+
+// `fill` writes into a staging folder inside outDir, which then replaces outDir/name as a whole:
+// a case folder is either complete or the earlier one. Messages name the files by the place
+// they were meant for; the staging folder is gone afterwards.
+bool writeCaseFolder(const QString& outDir, const QString& name,
+                     const std::function<bool(const QDir&, QString*)>& fill, QString* error)
+{
+    const QString target = QDir(outDir).filePath(name);
+    const QString staging = createStagingFolder(outDir, error);
+    if (staging.isEmpty())
+        return false;
+    if (!fill(QDir(staging), error)) {
+        error->replace(staging, target);
+        QString removal;
+        if (!removeFolder(staging, &removal))
+            *error += QStringLiteral("; ") + removal;
+        return false;
+    }
+    return replaceFolder(staging, target, error);
+}
+
+// An earlier run's result.json must not be taken for this run's: the folder is replaced by one
+// that says the case failed, or, when not even that can be written, removed.
+void recordFailure(const QString& outDir, CaseOutcome& out)
+{
+    const QJsonObject failed{{QStringLiteral("case"), out.name},
+                             {QStringLiteral("project"), out.project},
+                             {QStringLiteral("error"), out.error}};
+    QString error;
+    if (writeCaseFolder(
+            outDir, out.name,
+            [&failed](const QDir& dir, QString* e) { return writeResultJson(dir, failed, e); },
+            &error))
+        return;
+    out.error += QStringLiteral("; ") + error;
+    if (!removeFolder(QDir(outDir).filePath(out.name), &error))
+        out.error += QStringLiteral("; ") + error;
 }
 
 QJsonObject resultJson(const LoadedCase& loaded, const CaseAnalysis& a, const CaseOutcome& out,
@@ -367,40 +412,59 @@ QString verdictText(bool pathology)
                      : QStringLiteral("NO PATHOLOGY DETECTED");
 }
 
-CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options,
+QStringList caseFolderNames(const QStringList& projects)
+{
+    // summary.csv shares the output folder; compared without case for file systems that ignore it.
+    QSet<QString> taken{QStringLiteral("summary.csv")};
+    QStringList names;
+    for (const QString& project : projects) {
+        QString base = QFileInfo(project).completeBaseName();
+        // Leading dots would give "", "." or ".." (outside the output folder) or a hidden name,
+        // which is kept for staging folders.
+        while (base.startsWith(QLatin1Char('.')))
+            base.remove(0, 1);
+        if (base.isEmpty())
+            base = QStringLiteral("case");
+        QString name = base;
+        for (int n = 2; taken.contains(name.toLower()); ++n)
+            name = QStringLiteral("%1-%2").arg(base).arg(n);
+        taken.insert(name.toLower());
+        names << name;
+    }
+    return names;
+}
+
+CaseOutcome runBatchCase(const QString& projectPath, const QString& folderName,
+                         const BatchOptions& options,
                          const std::function<void(const QString&)>& note)
 {
     CaseOutcome out;
-    out.name = QFileInfo(projectPath).completeBaseName();
+    out.name = folderName;
+    out.project = QFileInfo(projectPath).absoluteFilePath();
     StageTimer timer;
 
     LoadedCase loaded;
-    if (!loadCase(projectPath, options, &loaded, &out.error))
-        return out;
-    if (note)
-        for (const QString& w : std::as_const(loaded.warnings))
-            note(QStringLiteral("%1: %2").arg(out.name, w));
-    timer.lap("load");
+    if (loadCase(projectPath, options, &loaded, &out.error)) {
+        if (note)
+            for (const QString& w : std::as_const(loaded.warnings))
+                note(QStringLiteral("%1: %2").arg(out.name, w));
+        timer.lap("load");
 
-    CaseAnalysis analysis;
-    analyseCase(loaded, analysis, out, timer, note);
-
-    const QString caseDir = QDir(options.outDir).filePath(out.name);
-    if (!QDir().mkpath(caseDir)) {
-        out.error = QStringLiteral("cannot create output folder '%1'").arg(caseDir);
-        return out;
+        CaseAnalysis analysis;
+        analyseCase(loaded, analysis, out, timer, note);
+        writeCaseFolder(
+            options.outDir, out.name,
+            [&](const QDir& dir, QString* error) {
+                if (!writeImages(analysis, dir, options, error))
+                    return false;
+                timer.lap("write");
+                out.result = resultJson(loaded, analysis, out, timer.finish());
+                return writeResultJson(dir, out.result, error);
+            },
+            &out.error);
     }
-    const QDir dir(caseDir);
-    if (!writeImages(analysis, dir, options, out))
-        return out;
-    timer.lap("write");
-    out.result = resultJson(loaded, analysis, out, timer.finish());
-
-    QSaveFile json(dir.filePath(QStringLiteral("result.json")));
-    const QByteArray bytes = QJsonDocument(out.result).toJson(QJsonDocument::Indented);
-    if (!json.open(QIODevice::WriteOnly) || json.write(bytes) != bytes.size() || !json.commit())
-        out.error =
-            QStringLiteral("cannot write '%1'").arg(dir.filePath(QStringLiteral("result.json")));
+    if (!out.ok())
+        recordFailure(options.outDir, out);
     return out;
 }
 

@@ -13,7 +13,8 @@ namespace kelvara {
 // What one project gave: either an error (the case was skipped) or its statistics and verdict.
 struct CaseOutcome
 {
-    QString name; // the project file name without extension; also the output folder
+    QString name;    // the case folder's name in the output folder (see caseFolderNames)
+    QString project; // the project file's absolute path
     QString error;
     bool pathology = false;
     SolutionStatistics statistics;
@@ -25,10 +26,17 @@ struct CaseOutcome
 
 QString verdictText(bool pathology);
 
+// The case folder of each project, in order: the file name without extension, without leading
+// dots (so never "", "." or "..", nor hidden), unique in the output folder ("study", "study-2").
+QStringList caseFolderNames(const QStringList& projects);
+
 // Loads the project as "Load project" does, runs every analysis button in order (load, analyse,
-// write) and writes the images, result.json (and with options.planes the planes) into outDir/<name>/. Notes that are
-// not errors (a raised band-filter cut-off) go to `note`.
-CaseOutcome runBatchCase(const QString& projectPath, const BatchOptions& options,
+// write) and writes the images, result.json (and with options.planes the planes) into
+// outDir/folderName/, which is replaced as a whole once everything is written. A case that
+// fails leaves a folder whose result.json holds only "case", "project" and "error". Notes that
+// are not errors (a raised band-filter cut-off) go to `note`.
+CaseOutcome runBatchCase(const QString& projectPath, const QString& folderName,
+                         const BatchOptions& options,
                          const std::function<void(const QString&)>& note = {});
 
 } // namespace kelvara

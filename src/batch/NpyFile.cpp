@@ -1,16 +1,16 @@
 #include "NpyFile.h"
 
-#include <QSaveFile>
+#include <QString>
 #include <QtEndian>
 
 #include <vector>
 
 namespace kelvara {
 
-bool writeNpy(const QString& path, const double* const* plane, int width, int height)
+QByteArray npyBytes(const double* const* plane, int width, int height)
 {
     if (!plane || width < 0 || height < 0)
-        return false;
+        return QByteArray();
     QByteArray header =
         QStringLiteral("{'descr': '<f8', 'fortran_order': False, 'shape': (%1, %2), }")
             .arg(height)
@@ -27,18 +27,14 @@ bool writeNpy(const QString& path, const double* const* plane, int width, int he
     out.append(reinterpret_cast<const char*>(&len), 2);
     out.append(header);
 
+    out.reserve(out.size() + qsizetype(sizeof(double)) * width * height);
     std::vector<double> row(static_cast<std::size_t>(width));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(out) != out.size())
-        return false;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x)
             row[static_cast<std::size_t>(x)] = qToLittleEndian(plane[x][y]);
-        const qint64 bytes = qint64(sizeof(double)) * width;
-        if (file.write(reinterpret_cast<const char*>(row.data()), bytes) != bytes)
-            return false;
+        out.append(reinterpret_cast<const char*>(row.data()), qsizetype(sizeof(double)) * width);
     }
-    return file.commit();
+    return out;
 }
 
 } // namespace kelvara

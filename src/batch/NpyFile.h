@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QString>
+#include <QByteArray>
 
 namespace kelvara {
 
-// Writes a plane (columns: plane[x][y]) as a NumPy .npy array of little-endian float64 with
-// shape (height, width), indexed [y][x] as images are. False if the file cannot be written.
-bool writeNpy(const QString& path, const double* const* plane, int width, int height);
+// A plane (columns: plane[x][y]) as the bytes of a NumPy .npy array of little-endian float64
+// with shape (height, width), indexed [y][x] as images are. Empty when there is no plane.
+QByteArray npyBytes(const double* const* plane, int width, int height);
 
 } // namespace kelvara

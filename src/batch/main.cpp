@@ -2,12 +2,11 @@
 #include "BatchCase.h"
 #include "BatchOptions.h"
 #include "DicomSeries.h"
+#include "FileAccess.h"
 #include "KelvaraVersion.h"
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QSaveFile>
-#include <QSet>
 
 #include <cstdio>
 #include <unistd.h>
@@ -58,23 +57,24 @@ int listSeries(const QString& path)
     }
 }
 
-bool writeSummary(const QString& path, const QList<CaseOutcome>& outcomes)
+// One row per project in the order given; a failed case gives its error instead of results.
+bool writeSummary(const QString& path, const QList<CaseOutcome>& outcomes, QString* error)
 {
-    QByteArray text =
-        "case,verdict,suspiciousPixels,averageSignal,averageSignalNonMasked,keptAreaPixels\n";
+    QByteArray text = "case,project,verdict,suspiciousPixels,averageSignal,averageSignalNonMasked,"
+                      "keptAreaPixels,error\n";
     for (const CaseOutcome& o : outcomes) {
-        QStringList row{csvField(o.name)};
+        QStringList row{csvField(o.name), csvField(o.project)};
         if (o.ok())
             row << verdictText(o.pathology) << QString::number(o.statistics.suspiciousPixels)
                 << csvNumber(o.statistics.averageSignal)
                 << csvNumber(o.statistics.averageSignalNonMasked)
-                << QString::number(o.keptAreaPixels);
+                << QString::number(o.keptAreaPixels) << QString();
         else
-            row << QStringLiteral("ERROR") << QString() << QString() << QString() << QString();
+            row << QStringLiteral("ERROR") << QString() << QString() << QString() << QString()
+                << csvField(o.error);
         text += row.join(QLatin1Char(',')).toUtf8() + '\n';
     }
-    QSaveFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(text) == text.size() && f.commit();
+    return writeFileAtomically(path, text, error);
 }
 
 } // namespace
@@ -108,24 +108,19 @@ int main(int argc, char** argv)
     const auto note = [](const QString& text) {
         printErr(QStringLiteral("kelvara-batch: note: %1").arg(text));
     };
+    if (!QDir().mkpath(options.outDir)) {
+        printErr(QStringLiteral("kelvara-batch: cannot create the output folder '%1'")
+                     .arg(displayPath(options.outDir)));
+        return 1;
+    }
+    const QStringList folders = caseFolderNames(options.projects);
     QList<CaseOutcome> outcomes;
-    QSet<QString> names;
     bool failed = false;
     for (int i = 0; i < options.projects.size(); ++i) {
         const QString& project = options.projects[i];
         QElapsedTimer timer;
         timer.start();
-        CaseOutcome o;
-        const QString name = QFileInfo(project).completeBaseName();
-        if (names.contains(name)) {
-            // Two projects of one name would write into the same folder.
-            o.name = name;
-            o.error = QStringLiteral("output folder '%1' is already used by an earlier project")
-                          .arg(name);
-        } else {
-            names.insert(name);
-            o = runBatchCase(project, options, note);
-        }
+        const CaseOutcome o = runBatchCase(project, folders[i], options, note);
         if (!o.ok()) {
             failed = true;
             printErr(QStringLiteral("kelvara-batch: case '%1' (%2) skipped: %3")
@@ -141,12 +136,10 @@ int main(int argc, char** argv)
         outcomes << o;
     }
 
-    if (options.projects.size() > 1) {
-        const QString summary = QDir(options.outDir).filePath(QStringLiteral("summary.csv"));
-        if (!QDir().mkpath(options.outDir) || !writeSummary(summary, outcomes)) {
-            printErr(QStringLiteral("kelvara-batch: cannot write '%1'").arg(summary));
-            failed = true;
-        }
+    if (!writeSummary(QDir(options.outDir).filePath(QStringLiteral("summary.csv")), outcomes,
+                      &error)) {
+        printErr(QStringLiteral("kelvara-batch: %1").arg(error));
+        failed = true;
     }
     return failed ? 1 : 0;
 }

@@ -1,13 +1,19 @@
 #include "FileAccess.h"
 
 #include <QBuffer>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QImageWriter>
+#include <QRandomGenerator>
 #include <QSaveFile>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace kelvara {
 
@@ -39,6 +45,18 @@ void set(QString* error, const QString& text)
         *error = text;
 }
 
+QString systemReason(int e)
+{
+    return QString::fromLocal8Bit(std::strerror(e));
+}
+
+// What is at path without following a symbolic link: 0 when nothing is there.
+mode_t linkMode(const QByteArray& path)
+{
+    struct stat st;
+    return ::lstat(path.constData(), &st) == 0 ? st.st_mode : 0;
+}
+
 } // namespace
 
 QString displayPath(const QString& path)
@@ -63,7 +81,7 @@ bool checkRegularFile(const QString& path, qint64 maxSize, QString* error)
         const int e = errno;
         set(error, e == ENOENT ? QStringLiteral("%1: file not found").arg(quoted(path))
                                : QStringLiteral("%1: %2").arg(quoted(path),
-                                                              QString::fromLocal8Bit(std::strerror(e))));
+                                                              systemReason(e)));
         return false;
     }
     if (!S_ISREG(st.st_mode)) {
@@ -118,8 +136,16 @@ bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* 
         set(error, QStringLiteral("cannot write %1: %2").arg(quoted(path), file.errorString()));
         return false;
     }
-    // Without a commit the temporary file is discarded and the previous file stays.
-    if (file.write(bytes) != bytes.size() || file.error() != QFileDevice::NoError) {
+    // A write that stops short (a full disk) reports no error; writing the rest again brings
+    // out the reason. Without a commit the temporary file is discarded and the previous file stays.
+    qint64 written = 0;
+    while (written < bytes.size()) {
+        const qint64 n = file.write(bytes.constData() + written, bytes.size() - written);
+        if (n <= 0)
+            break;
+        written += n;
+    }
+    if (written != bytes.size() || file.error() != QFileDevice::NoError) {
         set(error, QStringLiteral("cannot write %1: %2").arg(quoted(path), file.errorString()));
         file.cancelWriting();
         return false;
@@ -148,6 +174,97 @@ bool writeImageAtomically(const QString& path, const QImage& image, const char* 
         return false;
     }
     return writeFileAtomically(path, bytes, error);
+}
+
+QString createStagingFolder(const QString& parent, QString* error)
+{
+    // mkdir rather than mkdtemp: the folder gets the permissions the user's umask gives a
+    // folder, which it keeps once it is put in place.
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const QString path = QDir(parent).filePath(
+            QStringLiteral(".kelvara-%1").arg(QRandomGenerator::system()->generate(), 8, 16,
+                                              QLatin1Char('0')));
+        if (::mkdir(QFile::encodeName(path).constData(), 0777) == 0)
+            return path;
+        if (errno != EEXIST) {
+            set(error, QStringLiteral("cannot create a folder in %1: %2")
+                           .arg(quoted(parent), systemReason(errno)));
+            return QString();
+        }
+    }
+    set(error, QStringLiteral("cannot create a folder in %1: every name tried is taken")
+                   .arg(quoted(parent)));
+    return QString();
+}
+
+bool replaceFolder(const QString& staging, const QString& target, QString* error)
+{
+    const QByteArray from = QFile::encodeName(staging), to = QFile::encodeName(target);
+    const auto fail = [&](const QString& reason) {
+        set(error, QStringLiteral("cannot put %1 in place: %2").arg(quoted(target), reason));
+        removeFolder(staging, nullptr);
+        return false;
+    };
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        // A file or a link of that name is the user's, not an earlier result: never replaced.
+        const mode_t mode = linkMode(to);
+        if (mode != 0 && !S_ISDIR(mode))
+            return fail(QStringLiteral("something other than a folder has that name"));
+        if (mode == 0) {
+            if (::rename(from.constData(), to.constData()) == 0)
+                return true;
+            // Another process put its folder there since: swap again.
+            if (errno == ENOTEMPTY || errno == EEXIST)
+                continue;
+            return fail(systemReason(errno));
+        }
+        // One step, so that there is no moment without a complete folder at target; staging
+        // then holds the earlier folder.
+        if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_EXCHANGE) == 0)
+            return removeFolder(staging, error);
+        if (errno == ENOENT)
+            continue;
+        if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+            return fail(systemReason(errno));
+        // A file system that cannot swap: the earlier folder is moved aside first (a rename onto
+        // an empty folder), so that the target is briefly absent, never mixed.
+        const QString aside = createStagingFolder(QFileInfo(target).path(), error);
+        if (aside.isEmpty())
+            return fail(error ? *error : QString());
+        const QByteArray asideName = QFile::encodeName(aside);
+        if (::rename(to.constData(), asideName.constData()) != 0) {
+            const int e = errno;
+            ::rmdir(asideName.constData());
+            if (e == ENOENT)
+                continue;
+            return fail(systemReason(e));
+        }
+        if (::rename(from.constData(), to.constData()) != 0) {
+            const int e = errno;
+            if (::rename(asideName.constData(), to.constData()) != 0)
+                removeFolder(aside, nullptr);
+            return fail(systemReason(e));
+        }
+        return removeFolder(aside, error);
+    }
+    return fail(QStringLiteral("other processes keep replacing it"));
+}
+
+bool removeFolder(const QString& path, QString* error)
+{
+    const mode_t mode = linkMode(QFile::encodeName(path));
+    if (mode == 0)
+        return true;
+    // A link would lead the removal into a folder that is not ours.
+    if (!S_ISDIR(mode)) {
+        set(error, QStringLiteral("cannot remove %1: it is not a folder").arg(quoted(path)));
+        return false;
+    }
+    if (!QDir(path).removeRecursively()) {
+        set(error, QStringLiteral("cannot remove %1 or some of the files in it").arg(quoted(path)));
+        return false;
+    }
+    return true;
 }
 
 } // namespace kelvara

@@ -39,4 +39,22 @@ bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* 
 bool writeImageAtomically(const QString& path, const QImage& image, const char* format,
                           int quality, QString* error);
 
+// Folders written as a whole: files go into a staging folder, which then takes the target's
+// place in one step, so that a reader sees the earlier folder or the complete new one, never a
+// mixture.
+
+// A new empty folder inside parent, hidden (its name starts with '.') and unique to this call,
+// so that neither a visible folder nor another process's staging folder can be taken for it.
+// Empty, with *error set, when it cannot be made.
+QString createStagingFolder(const QString& parent, QString* error);
+
+// Puts staging in the place of target. An earlier folder at target is swapped out whole and
+// removed (never merged with the new files). On failure target is left as it was, staging is
+// removed, and *error names target and the reason.
+bool replaceFolder(const QString& staging, const QString& target, QString* error);
+
+// Removes the folder and everything in it (an unfinished staging folder, an earlier result that
+// must not outlive a failed run). True when nothing is left at path.
+bool removeFolder(const QString& path, QString* error);
+
 } // namespace kelvara
