@@ -1,6 +1,6 @@
 #include "Dual2D3DView.h"
 
-#include "Dialogs.h"
+#include "ImageSaving.h"
 
 #include <QBoxLayout>
 #include <QComboBox>
@@ -249,10 +249,6 @@ void Dual2D3DView::save2DImage()
 
 void Dual2D3DView::save3DImage()
 {
-    const QString name =
-        kelvara::Dialogs::getSaveFileName(nullptr, QStringLiteral("Save graph"),
-                                          QStringLiteral("."), QStringLiteral("PNG files (*.png)"));
-    if (name.isEmpty() || !graph)
-        return;
-    graph->renderToImage(0).save(name);
+    if (graph)
+        kelvara::saveImageAs(nullptr, QStringLiteral("Save graph"), graph->renderToImage(0));
 }

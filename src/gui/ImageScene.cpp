@@ -1,6 +1,6 @@
 #include "ImageScene.h"
 
-#include "Dialogs.h"
+#include "ImageSaving.h"
 #include "MidLinePixmapItem.h"
 
 #include <QGraphicsEllipseItem>
@@ -88,12 +88,7 @@ void ImageScene::saveShownImage()
 {
     if (!pixmap)
         return;
-    const QImage shown = pixmap->renderToImage();
-    const QString name = Dialogs::getSaveFileName(nullptr, QStringLiteral("Save image"),
-                                                           QStringLiteral("."),
-                                                           QStringLiteral("PNG files (*.png)"));
-    if (!name.isEmpty())
-        shown.save(name);
+    saveImageAs(nullptr, QStringLiteral("Save image"), pixmap->renderToImage());
 }
 
 } // namespace kelvara

@@ -1,6 +1,6 @@
 #include "ResultView.h"
 
-#include "Dialogs.h"
+#include "ImageSaving.h"
 #include "MidLinePixmapItem.h"
 #include "ResultOverlay.h"
 #include "TransparentPixmapItem.h"
@@ -30,9 +30,5 @@ void ResultView::save2DImage()
     const QImage composed = kelvara::composeOverlay(pixmap->pixmap().toImage(),
                                                     overlayItem->pixmap().toImage(),
                                                     overlayItem->opacity());
-    const QString name =
-        kelvara::Dialogs::getSaveFileName(nullptr, QStringLiteral("Save image"),
-                                          QStringLiteral("."), QStringLiteral("PNG files (*.png)"));
-    if (!name.isEmpty())
-        composed.save(name);
+    kelvara::saveImageAs(nullptr, QStringLiteral("Save image"), composed);
 }

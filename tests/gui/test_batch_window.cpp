@@ -7,14 +7,17 @@
 #include "WindowFixture.h"
 
 #include "DICOMUtil.h"
+#include "FileFaults.h"
 #include "Dual2D3DView.h"
 #include "LEDWidget.h"
 
+#include <QImageReader>
 #include <QRegularExpression>
 #include <QtDataVisualization/Q3DCamera>
 #include <QtDataVisualization/Q3DScene>
 
 #include <cmath>
+#include <optional>
 
 namespace {
 
@@ -167,6 +170,54 @@ private slots:
             for (int x = 0; x < batch.width() && !red; ++x)
                 red = qRed(batch.pixel(x, y)) > qGreen(batch.pixel(x, y)) + 60;
         QVERIFY(red);
+    }
+
+    // A name without an extension gets ".png"; a failed save says which file and why, and the
+    // earlier file stays as it was.
+    void saving_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("name");    // as answered in the dialog; "full:" = the disk is full
+        QTest::addColumn<QString>("written"); // empty: the save must fail
+        QTest::newRow("image, no extension") << "T2SaveRawSymmetry2DButton" << "raw" << "raw.png";
+        QTest::newRow("graph, no extension") << "T2SaveRawSymmetry3DButton" << "graph" << "graph.png";
+        QTest::newRow("image, disk full") << "ResultSave2DButton" << "full:old.png" << "";
+        QTest::newRow("graph, disk full") << "SymProdSave3DImage" << "full:old.png" << "";
+        QTest::newRow("image, read-only location") << "DWIBinaryMaskSaveButton" << "/sys/kelvara.png" << "";
+    }
+    void saving()
+    {
+        QFETCH(QString, button);
+        QFETCH(QString, name);
+        QFETCH(QString, written);
+        const bool full = name.startsWith("full:");
+        const QString path = name.startsWith('/') ? name : f.dir.filePath(name.mid(full ? 5 : 0));
+        const QByteArray earlier = "an earlier file";
+        QFile old(path);
+        if (full)
+            QVERIFY(old.open(QIODevice::WriteOnly) && old.write(earlier) == earlier.size() && old.flush());
+        old.close();
+        f.messages.clear();
+        WindowFixture::answerSave(path);
+        {
+            std::optional<testfaults::FileSizeLimit> limit;
+            if (full)
+                QVERIFY(limit.emplace(64).active()); // smaller than any PNG of a picture
+            f.child<QPushButton>(button)->click();
+        }
+        if (written.isEmpty()) {
+            QCOMPARE(f.messages.size(), 1);
+            QVERIFY2(f.messages[0].contains("'" + path + "': "), qPrintable(f.messages[0]));
+            if (full) {
+                QVERIFY(old.open(QIODevice::ReadOnly));
+                QCOMPARE(old.readAll(), earlier);
+                QCOMPARE(QDir(f.dir.path()).entryList({"old.png*"}, QDir::Files | QDir::Hidden).size(), 1);
+            }
+        } else {
+            QVERIFY2(f.messages.isEmpty(), qPrintable(f.messages.join('\n')));
+            QCOMPARE(QImageReader(f.dir.filePath(written)).format(), QByteArray("png"));
+            QVERIFY(!QFile::exists(path));
+        }
     }
 
     void statistics()
