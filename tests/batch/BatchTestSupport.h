@@ -19,10 +19,12 @@ struct Run
     QString out, err;
 };
 
-inline Run runBatch(const QStringList& args)
+// wrapper: a program and its arguments that start kelvara-batch (e.g. in a namespace).
+inline Run runBatch(const QStringList& args, const QStringList& wrapper = {})
 {
     QProcess p;
-    p.start(QStringLiteral(KELVARA_BATCH_EXE), args);
+    const QStringList command = wrapper + QStringList{QStringLiteral(KELVARA_BATCH_EXE)} + args;
+    p.start(command.first(), command.mid(1));
     Run r;
     if (!p.waitForFinished(120000) || p.exitStatus() != QProcess::NormalExit)
         return r;

@@ -2,8 +2,10 @@
 // verdicts with their statistics checked against the written planes.
 #include "BatchOptions.h"
 #include "BatchTestSupport.h"
+#include "FileFaults.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QImage>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -31,6 +33,14 @@ QJsonObject movedSampleProject(const QString& name)
         root.insert(QLatin1String(m), image);
     }
     return root;
+}
+
+QStringList summaryLines(const QString& out)
+{
+    QFile summary(out + "/summary.csv");
+    return summary.open(QIODevice::ReadOnly)
+               ? QString::fromUtf8(summary.readAll()).split('\n', Qt::SkipEmptyParts)
+               : QStringList();
 }
 
 } // namespace
@@ -127,21 +137,101 @@ private slots:
             QVERIFY2(r.err.contains(part), qPrintable(r.err));
     }
 
-    // A failed case does not stop the others; the summary names it.
-    void failedCaseSkipped()
+    // Folder names stay inside --out and apart; a rerun replaces each earlier folder whole, a
+    // failed case leaves only its error, and summary.csv lists every project.
+    void caseFolders()
     {
-        const QString out = tmp.filePath("partial");
-        const Run r = runBatch({"--out", out, "--small-area", "20", "--pathology", "50",
-                                tmp.filePath("gone.kelvara"), kSamples + "/healthy.kelvara"});
+        QTemporaryDir dir;
+        const QString out = dir.filePath("out");
+        const char* rows[][2] = {{"...kelvara", "case"},       {".kelvara", "case-2"},
+                                 {"a/study.kelvara", "study"}, {"b/study.kelvara", "study-2"},
+                                 {"summary.csv.kelvara", "summary.csv-2"}, {"gone.kelvara", "gone"}};
+        QVERIFY(QDir().mkpath(dir.filePath("a")) && QDir().mkpath(dir.filePath("b")));
+        QVERIFY(QDir().mkpath(out + "/study") && QDir().mkpath(out + "/study-2"));
+        QStringList projects, expected{"summary.csv"};
+        for (const auto& row : rows)
+            projects << dir.filePath(row[0]), expected << row[1];
+        for (int i = 0; i < 5; ++i) // only a/study is a usable project; gone is missing
+            QVERIFY(writeText(projects[i], i == 2 ? QJsonDocument(movedSampleProject("healthy")).toJson() : "{"));
+        // An earlier run: a stale file in one folder, a complete-looking result in another.
+        QVERIFY(writeText(out + "/study/stale.png", "earlier"));
+        QVERIFY(writeText(out + "/study-2/result.json", R"({"case": "study-2", "pathology": false})"));
+        const QStringList outside = QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden);
+
+        QCOMPARE(runBatch(QStringList{"--out", out, "--pathology", "50"} + projects).exitCode, 1);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden), outside);
+        expected.sort();
+        QCOMPARE(QDir(out).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), expected);
+        QVERIFY(!QFile::exists(out + "/study/stale.png"));
+        const QStringList lines = summaryLines(out);
+        QCOMPARE(lines.size(), 1 + int(std::size(rows)));
+        for (int i = 0; i < lines.size() - 1; ++i) {
+            const QJsonObject result = readJson(out + '/' + rows[i][1] + "/result.json");
+            QCOMPARE(result.value("case").toString(), rows[i][1]);
+            QVERIFY2(lines[i + 1].startsWith(rows[i][1] + (',' + projects[i]) +
+                                             (i == 2 ? ",NO PATHOLOGY DETECTED," : ",ERROR,")),
+                     qPrintable(lines[i + 1]));
+            if (i != 2)
+                QVERIFY(result.keys() == QStringList({"case", "error", "project"}) &&
+                        lines[i + 1].endsWith(result.value("error").toString()));
+        }
+    }
+
+    void fullFileSystem_data()
+    {
+        QTest::addColumn<bool>("tmpfs");
+        QTest::addColumn<QString>("reason");
+        // Where a private tmpfs can be mounted: a real full disk; the images alone do not fit.
+        QTest::newRow("576 KiB file system") << true << "No space left on device";
+        // Anywhere: no file may exceed 256 KiB, so the images fit and the planes do not.
+        QTest::newRow("file size limit") << false << "File too large";
+    }
+
+    // The case fails naming the file; the earlier run's folder is replaced by one holding only
+    // the error; no empty, partial or temporary file stays.
+    void fullFileSystem()
+    {
+        QFETCH(bool, tmpfs);
+        QFETCH(QString, reason);
+        QTemporaryDir dir;
+        const QString out = dir.filePath("out"), earlier = tmpfs ? dir.filePath("earlier") : out;
+        const QString seen = tmpfs ? dir.filePath("seen") : out; // what the run left
+        QVERIFY(QDir().mkpath(earlier + "/healthy") && QDir().mkpath(out) && QDir().mkpath(seen));
+        QVERIFY(writeText(earlier + "/healthy/result.json", R"({"case": "healthy", "pathology": false})"));
+        QVERIFY(writeText(earlier + "/healthy/t2_aoi.png", "earlier image"));
+        const QString project = kSamples + "/healthy.kelvara";
+        const QStringList args{"--out", out, "--planes", project};
+        Run r;
+        if (tmpfs) {
+            // A user and mount namespace of its own: no privileges needed, nothing else sees it.
+            const QString script = QStringLiteral(
+                "m=$1 e=$2 s=$3; shift 3; mount -t tmpfs -o size=576k kelvara \"$m\" && "
+                "cp -a \"$e/.\" \"$m/\" || exit 99; \"$@\"; rc=$?; cp -a \"$m/.\" \"$s/\"; exit $rc");
+            r = runBatch(args, {"unshare", "-rm", "sh", "-c", script, "sh", out, earlier, seen});
+            if (r.exitCode == 99 || r.exitCode == -1)
+                QSKIP("no tmpfs can be mounted here; the file size limit row stands in");
+        } else {
+            testfaults::FileSizeLimit limit(256 * 1024);
+            QVERIFY(limit.active());
+            r = runBatch(args);
+        }
         QCOMPARE(r.exitCode, 1);
-        QVERIFY(QFile::exists(out + "/healthy/result.json"));
-        QFile summary(out + "/summary.csv");
-        QVERIFY(summary.open(QIODevice::ReadOnly));
-        const QStringList lines =
-            QString::fromUtf8(summary.readAll()).split('\n', Qt::SkipEmptyParts);
-        QCOMPARE(lines.size(), 3);
-        QVERIFY(lines[1].startsWith("gone,ERROR"));
-        QVERIFY(lines[2].startsWith("healthy,NO PATHOLOGY DETECTED,"));
+        QVERIFY2(r.err.contains("cannot write '" + out + "/healthy/") && r.err.contains(reason),
+                 qPrintable(r.err));
+        QStringList left;
+        for (QDirIterator it(seen, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                             QDirIterator::Subdirectories);
+             it.hasNext();) {
+            const QFileInfo entry(it.next());
+            QVERIFY2(entry.isDir() || entry.size() > 0, qPrintable(entry.filePath()));
+            left << QDir(seen).relativeFilePath(entry.filePath());
+        }
+        left.sort();
+        QCOMPARE(left, (QStringList{"healthy", "healthy/result.json", "summary.csv"}));
+        const QJsonObject result = readJson(seen + "/healthy/result.json");
+        QVERIFY(result.keys() == QStringList({"case", "error", "project"}) &&
+                result.value("error").toString().contains(reason));
+        QVERIFY(summaryLines(seen).value(1).startsWith("healthy," + project + ",ERROR,"));
     }
 
     void samples_data()

@@ -1,12 +1,10 @@
 #include "FileAccess.h"
-#include "FileFaults.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <optional>
 #include <sys/stat.h>
 
 using namespace kelvara;
@@ -17,12 +15,6 @@ bool writeBytes(const QString& path, const QByteArray& bytes)
 {
     QFile f(path);
     return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
-QByteArray readBytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
 } // namespace
@@ -80,43 +72,6 @@ private slots:
         QVERIFY(writeBytes(path, bytes));
         QString error;
         QCOMPARE(readRegularFile(path, 1024, &error).value_or(QByteArray()), bytes);
-    }
-
-    void failedWrites_data()
-    {
-        QTest::addColumn<QString>("fault");
-        QTest::newRow("disk full") << "full";
-        QTest::newRow("target is a folder") << "folder";
-        QTest::newRow("no such folder") << "nofolder";
-    }
-
-    // The previous file stays byte for byte, no temporary file is left, and the reason is given.
-    void failedWrites()
-    {
-        QFETCH(QString, fault);
-        QTemporaryDir dir;
-        QString path = dir.filePath("result.json");
-        const QByteArray previous = "previous contents";
-        if (fault == "folder")
-            QVERIFY(QDir(dir.path()).mkdir("result.json"));
-        else if (fault == "nofolder")
-            path = dir.filePath("absent/result.json");
-        else
-            QVERIFY(writeBytes(path, previous));
-        QString error;
-        {
-            std::optional<testfaults::FileSizeLimit> limit;
-            if (fault == "full") {
-                limit.emplace(64);
-                QVERIFY(limit->active());
-            }
-            QVERIFY(!writeFileAtomically(path, QByteArray(4096, 'n'), &error));
-        }
-        QVERIFY2(error.startsWith("cannot write '" + path + "': "), qPrintable(error));
-        if (fault == "full")
-            QCOMPARE(readBytes(path), previous);
-        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
-                 fault == "full" ? QStringList{"result.json"} : QStringList{});
     }
 
     void writeReplaces()

@@ -172,52 +172,47 @@ private slots:
         QVERIFY(red);
     }
 
-    // A name without an extension gets ".png"; a failed save says which file and why, and the
-    // earlier file stays as it was.
+    // A name without an extension gets ".png"; a failed save says which file and why, leaves
+    // the earlier file as it was and no temporary file.
     void saving_data()
     {
         QTest::addColumn<QString>("button");
-        QTest::addColumn<QString>("name");    // as answered in the dialog; "full:" = the disk is full
-        QTest::addColumn<QString>("written"); // empty: the save must fail
-        QTest::newRow("image, no extension") << "T2SaveRawSymmetry2DButton" << "raw" << "raw.png";
-        QTest::newRow("graph, no extension") << "T2SaveRawSymmetry3DButton" << "graph" << "graph.png";
-        QTest::newRow("image, disk full") << "ResultSave2DButton" << "full:old.png" << "";
-        QTest::newRow("graph, disk full") << "SymProdSave3DImage" << "full:old.png" << "";
-        QTest::newRow("image, read-only location") << "DWIBinaryMaskSaveButton" << "/sys/kelvara.png" << "";
+        QTest::addColumn<QString>("name");  // as answered in the dialog
+        QTest::addColumn<QString>("fault"); // empty: saved, as name + ".png"
+        QTest::newRow("image, no extension") << "T2SaveRawSymmetry2DButton" << "raw" << "";
+        QTest::newRow("graph, no extension") << "T2SaveRawSymmetry3DButton" << "graph" << "";
+        QTest::newRow("image, disk full") << "ResultSave2DButton" << "old.png" << "full";
+        QTest::newRow("graph, disk full") << "SymProdSave3DImage" << "old.png" << "full";
+        QTest::newRow("image, a folder of that name") << "ADCBinaryMaskSaveButton" << "dir.png" << "folder";
+        QTest::newRow("image, read-only location") << "DWIBinaryMaskSaveButton" << "/sys/kelvara.png" << "denied";
     }
     void saving()
     {
         QFETCH(QString, button);
         QFETCH(QString, name);
-        QFETCH(QString, written);
-        const bool full = name.startsWith("full:");
-        const QString path = name.startsWith('/') ? name : f.dir.filePath(name.mid(full ? 5 : 0));
-        const QByteArray earlier = "an earlier file";
+        QFETCH(QString, fault);
+        const QString path = QDir(f.dir.path()).absoluteFilePath(name);
         QFile old(path);
-        if (full)
-            QVERIFY(old.open(QIODevice::WriteOnly) && old.write(earlier) == earlier.size() && old.flush());
+        QVERIFY(fault != "full" || (old.open(QIODevice::WriteOnly) && old.write("earlier") == 7 && old.flush()));
         old.close();
+        QVERIFY(fault != "folder" || QDir().mkpath(path));
         f.messages.clear();
         WindowFixture::answerSave(path);
         {
             std::optional<testfaults::FileSizeLimit> limit;
-            if (full)
-                QVERIFY(limit.emplace(64).active()); // smaller than any PNG of a picture
+            QVERIFY(fault != "full" || limit.emplace(64).active()); // smaller than any PNG of a picture
             f.child<QPushButton>(button)->click();
         }
-        if (written.isEmpty()) {
-            QCOMPARE(f.messages.size(), 1);
-            QVERIFY2(f.messages[0].contains("'" + path + "': "), qPrintable(f.messages[0]));
-            if (full) {
-                QVERIFY(old.open(QIODevice::ReadOnly));
-                QCOMPARE(old.readAll(), earlier);
-                QCOMPARE(QDir(f.dir.path()).entryList({"old.png*"}, QDir::Files | QDir::Hidden).size(), 1);
-            }
-        } else {
-            QVERIFY2(f.messages.isEmpty(), qPrintable(f.messages.join('\n')));
-            QCOMPARE(QImageReader(f.dir.filePath(written)).format(), QByteArray("png"));
+        QCOMPARE(f.messages.size(), int(!fault.isEmpty()));
+        if (fault.isEmpty()) {
+            QCOMPARE(QImageReader(path + ".png").format(), QByteArray("png"));
             QVERIFY(!QFile::exists(path));
+            return;
         }
+        QVERIFY2(f.messages[0].contains("'" + path + "': "), qPrintable(f.messages[0]));
+        QVERIFY(fault != "full" || (old.open(QIODevice::ReadOnly) && old.readAll() == "earlier"));
+        QCOMPARE(QDir(f.dir.path()).entryList({name + '*'}, QDir::AllEntries | QDir::Hidden).size(),
+                 int(fault == "full" || fault == "folder"));
     }
 
     void statistics()
