@@ -160,6 +160,17 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
                 QStringLiteral("invalid value '%1' for %2: expected %3").arg(value, name, expected);
             return BatchCommand::UsageError;
         };
+        // A file or folder name: present and not empty.
+        auto takePath = [&](QString* target, const char* expected) {
+            if (!takeValue())
+                return false;
+            if (value.isEmpty()) {
+                badValue(QString::fromLatin1(expected));
+                return false;
+            }
+            *target = value;
+            return true;
+        };
         given << name;
         auto noValue = [&]() {
             if (hasValue)
@@ -186,21 +197,15 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
                 return BatchCommand::UsageError;
             o.planes = true;
         } else if (name == QLatin1String("--list-series")) {
-            if (!takeValue())
+            if (!takePath(&o.listSeries, "a DICOM file or folder"))
                 return BatchCommand::UsageError;
-            if (value.isEmpty())
-                return badValue(QStringLiteral("a DICOM file or folder"));
-            o.listSeries = value;
         } else if (name == QLatin1String("--evaluate")) {
             if (!noValue())
                 return BatchCommand::UsageError;
             evaluate = true;
         } else if (name == QLatin1String("--manifest")) {
-            if (!takeValue())
+            if (!takePath(&o.manifest, "a CSV file"))
                 return BatchCommand::UsageError;
-            if (value.isEmpty())
-                return badValue(QStringLiteral("a CSV file"));
-            o.manifest = value;
         } else if (name == QLatin1String("--jobs")) {
             if (!takeValue())
                 return BatchCommand::UsageError;
@@ -214,11 +219,8 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
             if (!parseShard(value, &o.shard, &o.shards))
                 return badValue(QStringLiteral("I/N with 1 <= I <= N"));
         } else if (name == QLatin1String("--out")) {
-            if (!takeValue())
+            if (!takePath(&o.outDir, "a folder"))
                 return BatchCommand::UsageError;
-            if (value.isEmpty())
-                return badValue(QStringLiteral("a folder"));
-            o.outDir = value;
         } else if (name == QLatin1String("--small-area") || name == QLatin1String("--pathology")) {
             if (!takeValue())
                 return BatchCommand::UsageError;
