@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cstdio>
 
 namespace kelvara {
@@ -67,11 +66,7 @@ bool mergeSummaries(const QStringList& paths, const QDir& outDir, CohortReport* 
         }
         const QDir folder = QFileInfo(path).absoluteDir();
         for (const SummaryRow& r : s->rows) {
-            // Checked where it is: outDir may not exist yet, so a path through it cannot be.
-            const QString image = QDir::cleanPath(
-                folder.filePath(r.caseName + QStringLiteral("/evaluation_overlay.png")));
-            const bool shown = r.ok && checkRegularFile(image, kMaximumImageFileSize, nullptr);
-            report->overlays << (shown ? outDir.relativeFilePath(image) : QString());
+            report->overlays << overlayLink(r, folder, outDir);
             merged.rows << r;
         }
     }
@@ -98,32 +93,17 @@ int evaluateSummaries(const BatchOptions& options)
         shown << displayPath(s);
     report.options << qMakePair(QStringLiteral("summaries evaluated"),
                                 shown.join(QStringLiteral(", ")));
-    report.evaluation = evaluateCohort(report.summary.rows);
-
+    bool evaluated = false;
     QString error;
-    const QString evaluationPath = outDir.filePath(QStringLiteral("evaluation.json"));
-    const bool labelled = std::any_of(report.summary.rows.cbegin(), report.summary.rows.cend(),
-                                      [](const SummaryRow& r) { return r.label.has_value(); });
-    if (labelled) {
-        if (!writeEvaluation(evaluationPath, report.evaluation, report.summary.settings, &error)) {
-            printErr(error);
-            return 1;
-        }
-    } else {
-        // An earlier evaluation there would be taken for this cohort's.
-        if (QFileInfo::exists(evaluationPath) && !QFile::remove(evaluationPath)) {
-            printErr(QStringLiteral("cannot remove the earlier '%1'").arg(displayPath(evaluationPath)));
-            return 1;
-        }
-        printErr(QStringLiteral("note: no case has a label, so no evaluation.json is written"));
-    }
-    if (!writeCohortReport(outDir.filePath(QStringLiteral("report.html")), report, &error)) {
+    if (!writeCohortOutputs(outDir, report, &evaluated, &error)) {
         printErr(error);
         return 1;
     }
-    std::printf("%d cases from %d summaries; %s written to %s\n",
-                int(report.summary.rows.size()), int(options.summaries.size()),
-                labelled ? "evaluation.json and report.html" : "report.html",
+    if (!evaluated)
+        printErr(QStringLiteral("note: no case has a label, so no evaluation.json is written"));
+    std::printf("%d cases from %d summaries; %s written to %s\n", int(report.summary.rows.size()),
+                int(options.summaries.size()),
+                evaluated ? "evaluation.json and report.html" : "report.html",
                 QFile::encodeName(displayPath(outDir.path())).constData());
     return 0;
 }

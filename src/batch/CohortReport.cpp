@@ -4,8 +4,10 @@
 #include "FileAccess.h"
 #include "Manifest.h"
 
+#include <QFile>
 #include <QUrl>
 
+#include <algorithm>
 #include <cmath>
 
 namespace kelvara {
@@ -20,11 +22,21 @@ QString esc(const QString& text)
     out.reserve(text.size());
     for (const QChar c : text) {
         switch (c.unicode()) {
-        case '&': out += QLatin1String("&amp;"); break;
-        case '<': out += QLatin1String("&lt;"); break;
-        case '>': out += QLatin1String("&gt;"); break;
-        case '"': out += QLatin1String("&quot;"); break;
-        case '\'': out += QLatin1String("&#39;"); break;
+        case '&':
+            out += QLatin1String("&amp;");
+            break;
+        case '<':
+            out += QLatin1String("&lt;");
+            break;
+        case '>':
+            out += QLatin1String("&gt;");
+            break;
+        case '"':
+            out += QLatin1String("&quot;");
+            break;
+        case '\'':
+            out += QLatin1String("&#39;");
+            break;
         default:
             if (c.unicode() < 0x20 && c != QLatin1Char('\n') && c != QLatin1Char('\t'))
                 out += QChar(QChar::ReplacementCharacter);
@@ -81,13 +93,18 @@ QString labelCell(const CaseLabel& label)
 QString rocSvg(const CohortEvaluation& e)
 {
     const double left = 50, top = 20, size = 300;
-    auto px = [&](double falsePositiveRate) { return QString::number(left + size * falsePositiveRate, 'f', 1); };
-    auto py = [&](double sensitivity) { return QString::number(top + size * (1.0 - sensitivity), 'f', 1); };
+    auto px = [&](double falsePositiveRate) {
+        return QString::number(left + size * falsePositiveRate, 'f', 1);
+    };
+    auto py = [&](double sensitivity) {
+        return QString::number(top + size * (1.0 - sensitivity), 'f', 1);
+    };
     QString svg = QStringLiteral(
         "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"380\" height=\"370\" "
         "viewBox=\"0 0 380 370\" role=\"img\"><title>ROC curve</title>\n"
         "<rect x=\"50\" y=\"20\" width=\"300\" height=\"300\" fill=\"none\" stroke=\"#888\"/>\n"
-        "<line x1=\"50\" y1=\"320\" x2=\"350\" y2=\"20\" stroke=\"#ccc\" stroke-dasharray=\"4 4\"/>\n"
+        "<line x1=\"50\" y1=\"320\" x2=\"350\" y2=\"20\" stroke=\"#ccc\" stroke-dasharray=\"4 "
+        "4\"/>\n"
         "<text x=\"200\" y=\"355\" text-anchor=\"middle\">1 - specificity</text>\n"
         "<text x=\"15\" y=\"170\" text-anchor=\"middle\" transform=\"rotate(-90 15 170)\">"
         "sensitivity</text>\n"
@@ -123,29 +140,36 @@ QByteArray cohortReportHtml(const CohortReport& report)
 {
     const CohortSummary& s = report.summary;
     const CohortEvaluation& e = report.evaluation;
-    QString h = QStringLiteral(
-        "<!DOCTYPE html>\n<html xmlns=\"http://www.w3.org/1999/xhtml\" lang=\"en\">\n<head>\n"
-        "<meta charset=\"utf-8\"/>\n<title>Kelvara cohort report</title>\n<style>%1</style>\n"
-        "</head>\n<body>\n<h1>Kelvara cohort report</h1>\n")
-                    .arg(QLatin1String(kStyle));
+    QString h =
+        QStringLiteral(
+            "<!DOCTYPE html>\n<html xmlns=\"http://www.w3.org/1999/xhtml\" lang=\"en\">\n<head>\n"
+            "<meta charset=\"utf-8\"/>\n<title>Kelvara cohort report</title>\n<style>%1</style>\n"
+            "</head>\n<body>\n<h1>Kelvara cohort report</h1>\n")
+            .arg(QLatin1String(kStyle));
 
-    h += QStringLiteral("<h2>Settings</h2>\n<table>\n");
+    h += QStringLiteral("<h2>Settings</h2>\n<table><tbody>\n");
     h += row({QStringLiteral("version"), esc(s.settings.version)}, "td");
-    h += row({QStringLiteral("small area threshold"), QString::number(s.settings.smallAreaThreshold)});
-    h += row({QStringLiteral("pathology threshold"), QString::number(s.settings.pathologyThreshold)});
+    h += row(
+        {QStringLiteral("small area threshold"), QString::number(s.settings.smallAreaThreshold)});
+    h += row(
+        {QStringLiteral("pathology threshold"), QString::number(s.settings.pathologyThreshold)});
     for (const auto& option : report.options)
         h += row({esc(option.first), esc(option.second)});
-    h += QStringLiteral("</table>\n");
+    h += QStringLiteral("</tbody></table>\n");
 
     h += QStringLiteral("<h2>Verdicts against labels</h2>\n<p>%1 labelled cases (%2 with label 1, "
                         "%3 with label 0); %4 failed and %5 unlabelled cases left out.</p>\n")
-             .arg(e.labelled).arg(e.positives).arg(e.negatives).arg(e.failed).arg(e.unlabelled);
-    h += QStringLiteral("<table>\n") +
+             .arg(e.labelled)
+             .arg(e.positives)
+             .arg(e.negatives)
+             .arg(e.failed)
+             .arg(e.unlabelled);
+    h += QStringLiteral("<table><tbody>\n") +
          row({QString(), QStringLiteral("label 1 (pathology)"), QStringLiteral("label 0 (none)")},
              "th") +
          row({esc(verdictText(true)), QString::number(e.tp), QString::number(e.fp)}) +
          row({esc(verdictText(false)), QString::number(e.fn), QString::number(e.tn)}) +
-         QStringLiteral("</table>\n<p>Sensitivity %1, specificity %2.</p>\n")
+         QStringLiteral("</tbody></table>\n<p>Sensitivity %1, specificity %2.</p>\n")
              .arg(ratio(e.sensitivity), ratio(e.specificity));
     h += QStringLiteral("<h2>ROC curve</h2>\n<div class=\"roc\">\n") + rocSvg(e) +
          QStringLiteral("<p>AUC %1<br/>The red dot is the operating point of the pathology "
@@ -153,7 +177,7 @@ QByteArray cohortReportHtml(const CohortReport& report)
              .arg(ratio(e.auc))
              .arg(s.settings.pathologyThreshold);
 
-    h += QStringLiteral("<h2>Cases</h2>\n<table>\n") +
+    h += QStringLiteral("<h2>Cases</h2>\n<table><tbody>\n") +
          row(QStringList{"case", "project", "label", "verdict", "kept area", "suspicious pixels",
                          "average signal", "average signal (non-masked)"} +
                  escaped(s.extraColumns) + QStringList{"overlay"},
@@ -178,17 +202,44 @@ QByteArray cohortReportHtml(const CohortReport& report)
                                                   "height=\"96\" alt=\"overlay of %2\"/></a>")
                                        .arg(link, esc(r.caseName))});
     }
-    h += QStringLiteral("</table>\n");
+    h += QStringLiteral("</tbody></table>\n");
     if (!failed.isEmpty())
-        h += QStringLiteral("<h2>Failed cases</h2>\n<table>\n") +
+        h += QStringLiteral("<h2>Failed cases</h2>\n<table><tbody>\n") +
              row({"case", "project", "label", "error"}, "th") + failed +
-             QStringLiteral("</table>\n");
+             QStringLiteral("</tbody></table>\n");
     return (h + QStringLiteral("</body>\n</html>\n")).toUtf8();
 }
 
 bool writeCohortReport(const QString& path, const CohortReport& report, QString* error)
 {
     return writeFileAtomically(path, cohortReportHtml(report), error);
+}
+
+QString overlayLink(const SummaryRow& row, const QDir& caseRoot, const QDir& reportDir)
+{
+    // Checked where it is: reportDir may not exist yet, so a path through it cannot be.
+    const QString image = QDir::cleanPath(
+        caseRoot.absoluteFilePath(row.caseName + QStringLiteral("/evaluation_overlay.png")));
+    return row.ok && checkRegularFile(image, kMaximumImageFileSize, nullptr)
+               ? reportDir.relativeFilePath(image)
+               : QString();
+}
+
+bool writeCohortOutputs(const QDir& outDir, CohortReport& report, bool* evaluated, QString* error)
+{
+    const QList<SummaryRow>& rows = report.summary.rows;
+    report.evaluation = evaluateCohort(rows);
+    *evaluated = std::any_of(rows.cbegin(), rows.cend(),
+                             [](const SummaryRow& r) { return r.label.has_value(); });
+    const QString evaluationPath = outDir.filePath(QStringLiteral("evaluation.json"));
+    if (*evaluated) {
+        if (!writeEvaluation(evaluationPath, report.evaluation, report.summary.settings, error))
+            return false;
+    } else if (QFile::exists(evaluationPath) && !QFile::remove(evaluationPath)) {
+        *error = QStringLiteral("cannot remove the earlier '%1'").arg(displayPath(evaluationPath));
+        return false;
+    }
+    return writeCohortReport(outDir.filePath(QStringLiteral("report.html")), report, error);
 }
 
 } // namespace kelvara

@@ -16,10 +16,11 @@ namespace {
 // The extra manifest columns stand between these two groups.
 const QStringList& leadingColumns()
 {
-    static const QStringList c{"case",          "project",       "label",
-                               "status",        "verdict",       "suspiciousPixels",
-                               "averageSignal", "averageSignalNonMasked", "keptAreaPixels",
-                               "error"};
+    static const QStringList c{"case",           "project",
+                               "label",          "status",
+                               "verdict",        "suspiciousPixels",
+                               "averageSignal",  "averageSignalNonMasked",
+                               "keptAreaPixels", "error"};
     return c;
 }
 
@@ -125,8 +126,9 @@ std::optional<CohortSummary> readSummary(const QString& path, QString* error)
     for (const CsvTable::Record& rec : table->records) {
         const QStringList& f = rec.fields;
         auto refuse = [&](int column) {
-            *error = table->where(rec.line) + QStringLiteral(": %1 '%2' cannot be read")
-                                                  .arg(table->header[column], f[column]);
+            *error =
+                table->where(rec.line) +
+                QStringLiteral(": %1 '%2' cannot be read").arg(table->header[column], f[column]);
             return std::nullopt;
         };
         SummaryRow r;

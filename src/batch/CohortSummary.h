@@ -35,7 +35,7 @@ struct SummaryRow
     QString project;
     CaseLabel label;
     bool ok = true;
-    QString error;    // why it failed
+    QString error; // why it failed
     bool pathology = false;
     int suspiciousPixels = 0;
     double averageSignal = 0.0;

@@ -79,8 +79,8 @@ bool splitRecords(const QString& text, QList<CsvTable::Record>* records, QString
         }
     }
     if (quoted) {
-        *error = QStringLiteral("line %1: the quoted field that starts here never ends")
-                     .arg(quoteLine);
+        *error =
+            QStringLiteral("line %1: the quoted field that starts here never ends").arg(quoteLine);
         return false;
     }
     endRecord();

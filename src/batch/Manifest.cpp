@@ -63,9 +63,10 @@ std::optional<Manifest> readManifest(const QString& path, QString* error)
         }
         row.projectPath = QDir::cleanPath(folder.filePath(row.project));
         if (labelColumn >= 0 && !parseLabel(r.fields[labelColumn], &row.label)) {
-            *error = table->where(r.line) +
-                     QStringLiteral(": label '%1' is not 1 (pathology), 0 (none) or empty (unknown)")
-                         .arg(r.fields[labelColumn]);
+            *error =
+                table->where(r.line) +
+                QStringLiteral(": label '%1' is not 1 (pathology), 0 (none) or empty (unknown)")
+                    .arg(r.fields[labelColumn]);
             return std::nullopt;
         }
         for (int c : std::as_const(extraColumns))

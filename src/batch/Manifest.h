@@ -23,7 +23,7 @@ struct Manifest
         QString project;     // as written in the manifest
         QString projectPath; // resolved against the manifest's folder
         CaseLabel label;
-        QStringList extra;   // values of extraColumns, unchanged
+        QStringList extra; // values of extraColumns, unchanged
     };
     QString path;
     QStringList extraColumns; // in the manifest's order

@@ -111,27 +111,27 @@ private slots:
                           "0,/abs/c.kelvara,C,z")
             << "site;note, free\n1|@/a.kelvara|Site \"A\";x,\r\ny\n|@/b.kelvara|B;\n"
                "0|/abs/c.kelvara|C;z";
-        QTest::newRow("no label column") << QByteArray(" project \nx y.kelvara\n\n")
-                                         << "\n|@/x y.kelvara|";
+        QTest::newRow("no label column")
+            << QByteArray(" project \nx y.kelvara\n\n") << "\n|@/x y.kelvara|";
         const QString file = tmp.filePath("manifest.csv");
         QTest::newRow("label neither 1 nor 0")
             << QByteArray("project,label,n\na,1,\"two\nlines\"\nb,yes,z\n")
             << "error:'" + file + "', line 4|label 'yes'";
-        QTest::newRow("no project column") << QByteArray("projects,label\na,1\n")
-                                           << "error:line 1|no 'project' column";
-        QTest::newRow("duplicate column") << QByteArray("project,label,label\n")
-                                          << "error:line 1|'label' appears twice";
+        QTest::newRow("no project column")
+            << QByteArray("projects,label\na,1\n") << "error:line 1|no 'project' column";
+        QTest::newRow("duplicate column")
+            << QByteArray("project,label,label\n") << "error:line 1|'label' appears twice";
         QTest::newRow("field count") << QByteArray("project,label\na,1\nb,1,x\n")
                                      << "error:line 3|3 fields, the header has 2";
-        QTest::newRow("empty project") << QByteArray("project,label\n  ,1\n")
-                                       << "error:line 2|project cell is empty";
+        QTest::newRow("empty project")
+            << QByteArray("project,label\n  ,1\n") << "error:line 2|project cell is empty";
         QTest::newRow("reserved column") << QByteArray("project,keptAreaPixels\na,7\n")
                                          << "error:'keptAreaPixels' is one summary.csv writes";
-        QTest::newRow("open quote") << QByteArray("project\na\n\"b\nc\n")
-                                    << "error:line 3|never ends";
+        QTest::newRow("open quote")
+            << QByteArray("project\na\n\"b\nc\n") << "error:line 3|never ends";
         QTest::newRow("stray quote") << QByteArray("project\na\"b\n") << "error:line 2|quote";
-        QTest::newRow("text after quote") << QByteArray("project\n\"a\"b\n")
-                                          << "error:line 2|after the closing quote";
+        QTest::newRow("text after quote")
+            << QByteArray("project\n\"a\"b\n") << "error:line 2|after the closing quote";
         QTest::newRow("not UTF-8") << QByteArray("project\n\xff.kelvara\n") << "error:not UTF-8";
     }
 
@@ -237,9 +237,12 @@ private slots:
     {
         QTest::addColumn<QString>("shard");
         QTest::addColumn<QString>("projects");
-        QTest::newRow("first of three") << "1/3" << "p0 p3 p6";
-        QTest::newRow("last of three") << "3/3" << "p2 p5";
-        QTest::newRow("more shards than rows") << "9/9" << "";
+        QTest::newRow("first of three") << "1/3"
+                                        << "p0 p3 p6";
+        QTest::newRow("last of three") << "3/3"
+                                       << "p2 p5";
+        QTest::newRow("more shards than rows") << "9/9"
+                                               << "";
     }
 
     // The rows a shard runs, as --shard selects them from a manifest.
@@ -351,16 +354,16 @@ private slots:
         QTest::newRow("jobs alone") << QStringList{"--jobs=1", "x.kelvara"} << " 1 1/1";
         QTest::newRow("evaluate") << QStringList{"--evaluate", "a.csv", "--out", "o", "b.csv"}
                                   << "a.csv b.csv";
-        QTest::newRow("no workers") << QStringList{"--jobs", "0", "x.kelvara"}
-                                    << "invalid value '0' for --jobs";
-        QTest::newRow("too many workers") << QStringList{"--jobs", "257", "x.kelvara"}
-                                          << "from 1 to 256";
+        QTest::newRow("no workers")
+            << QStringList{"--jobs", "0", "x.kelvara"} << "invalid value '0' for --jobs";
+        QTest::newRow("too many workers")
+            << QStringList{"--jobs", "257", "x.kelvara"} << "from 1 to 256";
         QTest::newRow("shard past the end") << QStringList{"--manifest", "c", "--shard", "9/8"}
                                             << "invalid value '9/8' for --shard";
-        QTest::newRow("shard zero") << QStringList{"--manifest", "c", "--shard", "0/8"}
-                                    << "I/N with 1 <= I <= N";
-        QTest::newRow("shard without manifest") << QStringList{"--shard", "1/2", "x.kelvara"}
-                                                << "give one with --manifest";
+        QTest::newRow("shard zero")
+            << QStringList{"--manifest", "c", "--shard", "0/8"} << "I/N with 1 <= I <= N";
+        QTest::newRow("shard without manifest")
+            << QStringList{"--shard", "1/2", "x.kelvara"} << "give one with --manifest";
         QTest::newRow("evaluate with a threshold")
             << QStringList{"--evaluate", "--pathology", "5", "a.csv"} << "not --pathology";
         QTest::newRow("evaluate nothing") << QStringList{"--evaluate"} << "no summary file";
