@@ -38,9 +38,9 @@ QString esc(const QString& text)
             out += QLatin1String("&#39;");
             break;
         default:
-            if (c.unicode() < 0x20 && c != QLatin1Char('\n') && c != QLatin1Char('\t'))
-                out += QChar(QChar::ReplacementCharacter);
-            else if (c.unicode() == 0xFFFE || c.unicode() == 0xFFFF)
+            if ((c.unicode() < 0x20 && c != QLatin1Char('\n') && c != QLatin1Char('\r') &&
+                 c != QLatin1Char('\t')) ||
+                c.unicode() == 0xFFFE || c.unicode() == 0xFFFF)
                 out += QChar(QChar::ReplacementCharacter);
             else
                 out += c;

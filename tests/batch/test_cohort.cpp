@@ -35,7 +35,7 @@ CohortSummary randomCohort(quint32 seed, int n, int maxKept)
         r.caseName = QStringLiteral("c%1%2").arg(i).arg(i == 2 ? " #x" : "");
         r.project = QStringLiteral("<p&\"%1\">.kelvara").arg(i);
         r.ok = i % 7 != 3;
-        r.error = r.ok ? QString() : QStringLiteral("'x.bmp': \"not\" readable,\nat all");
+        r.error = r.ok ? QString() : QStringLiteral("'x.bmp': \"not\" readable,\nat all\x01");
         const int kind = int(random.bounded(10));
         r.label = kind == 0 ? CaseLabel() : CaseLabel(kind > 4);
         r.keptAreaPixels = int(random.bounded(maxKept + 1));
