@@ -18,34 +18,12 @@ namespace {
 // (control characters from a hostile file name) replaced.
 QString esc(const QString& text)
 {
-    QString out;
-    out.reserve(text.size());
-    for (const QChar c : text) {
-        switch (c.unicode()) {
-        case '&':
-            out += QLatin1String("&amp;");
-            break;
-        case '<':
-            out += QLatin1String("&lt;");
-            break;
-        case '>':
-            out += QLatin1String("&gt;");
-            break;
-        case '"':
-            out += QLatin1String("&quot;");
-            break;
-        case '\'':
-            out += QLatin1String("&#39;");
-            break;
-        default:
-            if ((c.unicode() < 0x20 && c != QLatin1Char('\n') && c != QLatin1Char('\r') &&
-                 c != QLatin1Char('\t')) ||
-                c.unicode() == 0xFFFE || c.unicode() == 0xFFFF)
-                out += QChar(QChar::ReplacementCharacter);
-            else
-                out += c;
-        }
-    }
+    QString out = text.toHtmlEscaped().replace(QLatin1Char('\''), QLatin1String("&#39;"));
+    for (QChar& c : out)
+        if ((c.unicode() < 0x20 && c != QLatin1Char('\n') && c != QLatin1Char('\r') &&
+             c != QLatin1Char('\t')) ||
+            c.unicode() == 0xFFFE || c.unicode() == 0xFFFF)
+            c = QChar::ReplacementCharacter;
     return out;
 }
 
