@@ -2,6 +2,10 @@
 
 #include "StoredControlTable.h"
 
+#include <QThread>
+
+#include <algorithm>
+
 namespace kelvara {
 
 namespace {
@@ -42,7 +46,24 @@ QString range(const QString& control)
     return QStringLiteral("%1..%2").arg(c.minimum).arg(c.maximum);
 }
 
+// "I/N" with 1 <= I <= N.
+bool parseShard(const QString& text, int* shard, int* shards)
+{
+    const QStringList parts = text.split(QLatin1Char('/'));
+    bool okI = false, okN = false;
+    if (parts.size() != 2)
+        return false;
+    *shard = parts[0].trimmed().toInt(&okI);
+    *shards = parts[1].trimmed().toInt(&okN);
+    return okI && okN && *shard >= 1 && *shard <= *shards;
+}
+
 } // namespace
+
+int defaultJobs()
+{
+    return std::clamp(QThread::idealThreadCount(), 1, kMaximumJobs);
+}
 
 ControlValues BatchOptions::controlsBeforeLoad() const
 {
@@ -60,6 +81,8 @@ QString batchUsage()
 {
     return QStringLiteral(
                "Usage: kelvara-batch [options] PROJECT.kelvara [PROJECT.kelvara ...]\n"
+        "       kelvara-batch [options] --manifest COHORT.csv [PROJECT.kelvara ...]\n"
+        "       kelvara-batch --evaluate SUMMARY.csv [SUMMARY.csv ...] [--out DIR]\n"
         "       kelvara-batch --list-series PATH\n"
         "\n"
         "Loads each project as \"Load project\" does, runs the whole analysis and writes its\n"
@@ -75,6 +98,18 @@ QString batchUsage()
         "  --product-amplification A,B,C    product amplifications, %4 (default 1,1,1)\n"
         "  --direct-spectrum                spectra in direct instead of logarithmic mode\n"
         "  --planes                         also write every plane as a float64 .npy array\n"
+        "  --manifest FILE                  a cohort: CSV with a header, column project (path\n"
+        "                                   relative to FILE's folder), column label (1 =\n"
+        "                                   pathology, 0 = none, empty = unknown), other\n"
+        "                                   columns carried into summary.csv (this version\n"
+        "                                   checks a manifest but does not run it yet)\n"
+        "  --jobs N                         cases run in parallel, 1..%5 (default: one per\n"
+        "                                   core, here %6; 1 = one after the other)\n"
+        "  --shard I/N                      only the manifest rows whose 0-based index modulo N\n"
+        "                                   is I-1 (1 <= I <= N), for array jobs on a cluster\n"
+        "  --evaluate                       read the SUMMARY.csv files given (merged in their\n"
+        "                                   order), write evaluation.json and report.html into\n"
+        "                                   DIR, and analyse nothing\n"
         "  --list-series PATH               list the DICOM series of PATH (a DICOM file or a\n"
         "                                   folder, not its subfolders), one tab-separated\n"
         "                                   line each, and analyse nothing\n"
@@ -82,8 +117,11 @@ QString batchUsage()
         "  --version                        show the version\n"
         "\n"
         "Exit status: 0 success, 1 a case failed (the others are still processed) or the\n"
-        "--list-series PATH cannot be read or holds no image, 2 usage error.\n")
-        .arg(range(kSmallArea), range(kPathology), range(kFactor), range(kAmplification[0]));
+        "--list-series PATH cannot be read or holds no image, or a summary cannot be read,\n"
+        "2 usage error.\n")
+        .arg(range(kSmallArea), range(kPathology), range(kFactor), range(kAmplification[0]))
+        .arg(kMaximumJobs)
+        .arg(defaultJobs());
 }
 
 BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* options,
@@ -91,6 +129,8 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
 {
     BatchOptions o;
     bool optionsEnded = false;
+    bool evaluate = false;
+    QStringList given; // the options named, for those that exclude others
     for (int i = 0; i < arguments.size(); ++i) {
         const QString& arg = arguments[i];
         if (optionsEnded || !arg.startsWith(QLatin1String("--"))) {
@@ -121,6 +161,18 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
                 QStringLiteral("invalid value '%1' for %2: expected %3").arg(value, name, expected);
             return BatchCommand::UsageError;
         };
+        // A file or folder name: present and not empty.
+        auto takePath = [&](QString* target, const char* expected) {
+            if (!takeValue())
+                return false;
+            if (value.isEmpty()) {
+                badValue(QString::fromLatin1(expected));
+                return false;
+            }
+            *target = value;
+            return true;
+        };
+        given << name;
         auto noValue = [&]() {
             if (hasValue)
                 *error = QStringLiteral("option %1 takes no value").arg(name);
@@ -146,17 +198,30 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
                 return BatchCommand::UsageError;
             o.planes = true;
         } else if (name == QLatin1String("--list-series")) {
+            if (!takePath(&o.listSeries, "a DICOM file or folder"))
+                return BatchCommand::UsageError;
+        } else if (name == QLatin1String("--evaluate")) {
+            if (!noValue())
+                return BatchCommand::UsageError;
+            evaluate = true;
+        } else if (name == QLatin1String("--manifest")) {
+            if (!takePath(&o.manifest, "a CSV file"))
+                return BatchCommand::UsageError;
+        } else if (name == QLatin1String("--jobs")) {
             if (!takeValue())
                 return BatchCommand::UsageError;
-            if (value.isEmpty())
-                return badValue(QStringLiteral("a DICOM file or folder"));
-            o.listSeries = value;
+            bool ok = false;
+            o.jobs = value.trimmed().toInt(&ok);
+            if (!ok || o.jobs < 1 || o.jobs > kMaximumJobs)
+                return badValue(QStringLiteral("a whole number from 1 to %1").arg(kMaximumJobs));
+        } else if (name == QLatin1String("--shard")) {
+            if (!takeValue())
+                return BatchCommand::UsageError;
+            if (!parseShard(value, &o.shard, &o.shards))
+                return badValue(QStringLiteral("I/N with 1 <= I <= N"));
         } else if (name == QLatin1String("--out")) {
-            if (!takeValue())
+            if (!takePath(&o.outDir, "a folder"))
                 return BatchCommand::UsageError;
-            if (value.isEmpty())
-                return badValue(QStringLiteral("a folder"));
-            o.outDir = value;
         } else if (name == QLatin1String("--small-area") || name == QLatin1String("--pathology")) {
             if (!takeValue())
                 return BatchCommand::UsageError;
@@ -198,6 +263,23 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
             return BatchCommand::UsageError;
         }
     }
+    if (evaluate) {
+        for (const QString& g : std::as_const(given))
+            if (g != QLatin1String("--evaluate") && g != QLatin1String("--out") &&
+                g != QLatin1String("--")) {
+                *error = QStringLiteral("--evaluate takes summary files and --out only, not %1")
+                             .arg(g);
+                return BatchCommand::UsageError;
+            }
+        if (o.projects.isEmpty()) {
+            *error = QStringLiteral("no summary file given to --evaluate");
+            return BatchCommand::UsageError;
+        }
+        o.summaries = o.projects;
+        o.projects.clear();
+        *options = o;
+        return BatchCommand::Evaluate;
+    }
     if (!o.listSeries.isEmpty()) {
         if (!o.projects.isEmpty()) {
             *error = QStringLiteral("--list-series takes no project files");
@@ -206,12 +288,17 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
         *options = o;
         return BatchCommand::ListSeries;
     }
-    if (o.projects.isEmpty()) {
+    if (given.contains(QLatin1String("--shard")) && o.manifest.isEmpty()) {
+        *error = QStringLiteral("--shard selects rows of a manifest; give one with --manifest");
+        return BatchCommand::UsageError;
+    }
+    if (o.projects.isEmpty() && o.manifest.isEmpty()) {
         *error = QStringLiteral("no project file given");
         return BatchCommand::UsageError;
     }
     *options = o;
-    return BatchCommand::Run;
+    const bool cohort = !o.manifest.isEmpty() || given.contains(QLatin1String("--jobs"));
+    return cohort ? BatchCommand::Cohort : BatchCommand::Run;
 }
 
 } // namespace kelvara

@@ -9,6 +9,11 @@
 
 namespace kelvara {
 
+// More workers than this would only queue for the same cores and memory.
+constexpr int kMaximumJobs = 256;
+// One worker per core, within 1..kMaximumJobs.
+int defaultJobs();
+
 // The command line of kelvara-batch. Options stand for window controls that a project does not
 // store; each defaults to its control's start value and is limited as that control limits it.
 struct BatchOptions
@@ -23,12 +28,17 @@ struct BatchOptions
     bool planes = false;
     QStringList projects;
     QString listSeries; // --list-series PATH: list the DICOM series under PATH, analyse nothing
+    QString manifest;   // --manifest FILE: a cohort, with or without projects named here
+    int jobs = defaultJobs();
+    int shard = 1, shards = 1;  // --shard I/N: only the manifest rows of shard I
+    QStringList summaries;      // --evaluate: evaluate these summary.csv files, run nothing
 
     // The window's controls before a project load: the form's start values with the options.
     ControlValues controlsBeforeLoad() const;
 };
 
-enum class BatchCommand { Run, ListSeries, Help, Version, UsageError };
+// Cohort: a run with --manifest, --jobs or --shard; Evaluate: --evaluate.
+enum class BatchCommand { Run, Cohort, Evaluate, ListSeries, Help, Version, UsageError };
 
 // arguments without the program name. On UsageError, *error says what is wrong.
 BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* options,

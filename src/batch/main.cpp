@@ -1,6 +1,7 @@
 // kelvara-batch: the whole analysis of saved projects without a window or a display.
 #include "BatchCase.h"
 #include "BatchOptions.h"
+#include "CohortCommand.h"
 #include "DicomSeries.h"
 #include "FileAccess.h"
 #include "KelvaraVersion.h"
@@ -98,6 +99,10 @@ int main(int argc, char** argv)
         printErr(QStringLiteral("kelvara-batch: %1").arg(error));
         printErr(QStringLiteral("Try 'kelvara-batch --help' for more information."));
         return 2;
+    case BatchCommand::Evaluate:
+        return evaluateSummaries(options);
+    case BatchCommand::Cohort:
+        return runCohort(options);
     case BatchCommand::ListSeries:
         return listSeries(options.listSeries);
     case BatchCommand::Run:

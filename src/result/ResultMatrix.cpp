@@ -212,5 +212,5 @@ int ResultMatrix::keptAreaPixels() const
 
 bool ResultMatrix::hasPathology(int threshold) const
 {
-    return keptAreaPixels() >= threshold;
+    return isPathology(keptAreaPixels(), threshold);
 }

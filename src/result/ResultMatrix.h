@@ -70,6 +70,8 @@ public:
     int keptAreaPixels() const;
     // Whether the kept areas hold at least threshold pixels together.
     bool hasPathology(int threshold) const;
+    // The same rule on a kept-area count alone (a cohort's ROC moves the threshold over it).
+    static bool isPathology(int keptAreaPixels, int threshold) { return keptAreaPixels >= threshold; }
 
 private:
     template <typename Marked> QImage redPointImage(Marked marked) const;
