@@ -2,6 +2,7 @@
 
 #include <QBuffer>
 #include <QDir>
+#include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
 #include <QImageWriter>
@@ -120,6 +121,20 @@ std::optional<QByteArray> readRegularFile(const QString& path, qint64 maxSize, Q
         return std::nullopt;
     }
     return data;
+}
+
+std::optional<QString> sha256OfFile(const QString& path, qint64 maxSize, QString* error)
+{
+    if (!checkRegularFile(path, maxSize, error))
+        return std::nullopt;
+    QFile file(path);
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    if (!file.open(QIODevice::ReadOnly) || !hash.addData(&file) ||
+        file.error() != QFileDevice::NoError) {
+        set(error, QStringLiteral("%1: cannot read: %2").arg(quoted(path), file.errorString()));
+        return std::nullopt;
+    }
+    return QString::fromLatin1(hash.result().toHex());
 }
 
 bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error)

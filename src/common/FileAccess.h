@@ -29,6 +29,10 @@ bool checkRegularFile(const QString& path, qint64 maxSize, QString* error);
 // The whole file after checkRegularFile; nothing, with *error set, when it cannot be read.
 std::optional<QByteArray> readRegularFile(const QString& path, qint64 maxSize, QString* error);
 
+// The SHA-256 of the file's bytes, in lower-case hex; nothing, with *error set, when the file
+// cannot be read (same checks as readRegularFile, read in pieces).
+std::optional<QString> sha256OfFile(const QString& path, qint64 maxSize, QString* error);
+
 // Writes bytes to a temporary file beside path and renames it over path only after every byte
 // was written and flushed. On failure the previous file is left byte-identical, no temporary
 // file remains, and *error names the file and the reason.

@@ -72,6 +72,9 @@ private slots:
         QVERIFY(writeBytes(path, bytes));
         QString error;
         QCOMPARE(readRegularFile(path, 1024, &error).value_or(QByteArray()), bytes);
+        // Python's hashlib of 1024 x "k".
+        QCOMPARE(sha256OfFile(path, 1024, &error).value_or(QString()),
+                 "fb236ae29378d0cf16cdc6b4b5b9f82d6642514a61b60542efd33641eab2662d");
     }
 
     void writeReplaces()

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QString>
+
+#include <cstdio>
+
+namespace kelvara {
+
+// What kelvara-batch tells about a run while it goes: on a terminal one bar, redrawn in place,
+// with the count, the rate and the time left; in a log (not a terminal) one line per finished
+// case, so that nothing is lost to carriage returns.
+class BatchProgress
+{
+public:
+    BatchProgress(int total, bool terminal, std::FILE* out = stderr);
+    // A case finished; `line` says which and how it ended.
+    void caseFinished(const QString& line);
+    // Ends the bar's line (terminal only).
+    void finish();
+
+    // "[#######.............]  7/16  2.5 cases/s  0:04 left", to fit `width` columns.
+    static QString bar(int done, int total, double seconds, int width);
+
+private:
+    void print(const QString& text);
+
+    int total;
+    int done = 0;
+    bool terminal;
+    std::FILE* out;
+    QElapsedTimer clock;
+};
+
+} // namespace kelvara
