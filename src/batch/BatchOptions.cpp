@@ -2,6 +2,7 @@
 
 #include "StoredControlTable.h"
 
+#include <QJsonArray>
 #include <QThread>
 
 #include <algorithm>
@@ -77,6 +78,26 @@ ControlValues BatchOptions::controlsBeforeLoad() const
     return c;
 }
 
+QJsonObject BatchOptions::toJson() const
+{
+    QJsonArray product, amplification;
+    for (int i = 0; i < 3; ++i) {
+        product.append(productChecked[std::size_t(i)]);
+        amplification.append(productAmplification[std::size_t(i)]);
+    }
+    return QJsonObject{{QStringLiteral("out"), outDir},
+                       {QStringLiteral("smallArea"), smallAreaThreshold},
+                       {QStringLiteral("pathology"), pathologyThreshold},
+                       {QStringLiteral("autocorrectFactor"), resultAutocorrectFactor},
+                       {QStringLiteral("product"), product},
+                       {QStringLiteral("productAmplification"), amplification},
+                       {QStringLiteral("logarithmicSpectrum"), logarithmic},
+                       {QStringLiteral("planes"), planes},
+                       {QStringLiteral("manifest"), manifest},
+                       {QStringLiteral("jobs"), jobs},
+                       {QStringLiteral("shard"), QStringLiteral("%1/%2").arg(shard).arg(shards)}};
+}
+
 QString batchUsage()
 {
     return QStringLiteral(
@@ -86,8 +107,9 @@ QString batchUsage()
         "       kelvara-batch --list-series PATH\n"
         "\n"
         "Loads each project as \"Load project\" does, runs the whole analysis and writes its\n"
-        "images and result.json into DIR/<project name>/, each folder replaced as a whole, and\n"
-        "one line per project into DIR/summary.csv.\n"
+        "images and result.json into DIR/<project name>/, each folder replaced as a whole, one\n"
+        "line per project into DIR/summary.csv, report.html and, when cases are labelled,\n"
+        "evaluation.json (sensitivity, specificity, ROC, AUC).\n"
         "\n"
         "Options:\n"
         "  --out DIR                        output folder (default ./kelvara-out)\n"
@@ -101,8 +123,8 @@ QString batchUsage()
         "  --manifest FILE                  a cohort: CSV with a header, column project (path\n"
         "                                   relative to FILE's folder), column label (1 =\n"
         "                                   pathology, 0 = none, empty = unknown), other\n"
-        "                                   columns carried into summary.csv (this version\n"
-        "                                   checks a manifest but does not run it yet)\n"
+        "                                   columns carried into summary.csv; its cases run\n"
+        "                                   after the PROJECT files named on the line\n"
         "  --jobs N                         cases run in parallel, 1..%5 (default: one per\n"
         "                                   core, here %6; 1 = one after the other)\n"
         "  --shard I/N                      only the manifest rows whose 0-based index modulo N\n"
@@ -292,13 +314,17 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
         *error = QStringLiteral("--shard selects rows of a manifest; give one with --manifest");
         return BatchCommand::UsageError;
     }
+    // Every shard would run them again, and merged shards would count them twice.
+    if (given.contains(QLatin1String("--shard")) && !o.projects.isEmpty()) {
+        *error = QStringLiteral("--shard divides the manifest only; list the projects in it");
+        return BatchCommand::UsageError;
+    }
     if (o.projects.isEmpty() && o.manifest.isEmpty()) {
         *error = QStringLiteral("no project file given");
         return BatchCommand::UsageError;
     }
     *options = o;
-    const bool cohort = !o.manifest.isEmpty() || given.contains(QLatin1String("--jobs"));
-    return cohort ? BatchCommand::Cohort : BatchCommand::Run;
+    return BatchCommand::Run;
 }
 
 } // namespace kelvara

@@ -2,6 +2,7 @@
 
 #include "ControlValues.h"
 
+#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 
@@ -33,12 +34,15 @@ struct BatchOptions
     int shard = 1, shards = 1;  // --shard I/N: only the manifest rows of shard I
     QStringList summaries;      // --evaluate: evaluate these summary.csv files, run nothing
 
+    // Every option as result.json records it, so a result says how it was made.
+    QJsonObject toJson() const;
+
     // The window's controls before a project load: the form's start values with the options.
     ControlValues controlsBeforeLoad() const;
 };
 
-// Cohort: a run with --manifest, --jobs or --shard; Evaluate: --evaluate.
-enum class BatchCommand { Run, Cohort, Evaluate, ListSeries, Help, Version, UsageError };
+// Run: projects and/or a manifest; Evaluate: --evaluate.
+enum class BatchCommand { Run, Evaluate, ListSeries, Help, Version, UsageError };
 
 // arguments without the program name. On UsageError, *error says what is wrong.
 BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* options,

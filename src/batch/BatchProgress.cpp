@@ -62,6 +62,16 @@ void BatchProgress::caseFinished(const QString& line)
               .arg(line, bar(done, total, double(clock.nsecsElapsed()) / 1e9, 72)));
 }
 
+void BatchProgress::note(const QString& line)
+{
+    if (!terminal) {
+        print(line + QLatin1Char('\n'));
+        return;
+    }
+    print(QStringLiteral("\r\x1b[K%1\n%2")
+              .arg(line, bar(done, total, double(clock.nsecsElapsed()) / 1e9, 72)));
+}
+
 void BatchProgress::finish()
 {
     if (terminal && total > 0)

@@ -16,6 +16,8 @@ public:
     BatchProgress(int total, bool terminal, std::FILE* out = stderr);
     // A case finished; `line` says which and how it ended.
     void caseFinished(const QString& line);
+    // A line that is not a finished case (a note): above the bar on a terminal, as it is otherwise.
+    void note(const QString& line);
     // Ends the bar's line (terminal only).
     void finish();
 

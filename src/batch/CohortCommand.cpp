@@ -1,15 +1,21 @@
 #include "CohortCommand.h"
 
+#include "BatchCase.h"
+#include "BatchProgress.h"
+#include "CaseQueue.h"
 #include "CohortEvaluation.h"
 #include "CohortReport.h"
 #include "CohortSummary.h"
 #include "FileAccess.h"
 #include "KelvaraVersion.h"
+#include "Manifest.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 
 #include <cstdio>
+#include <unistd.h>
 
 namespace kelvara {
 
@@ -108,18 +114,107 @@ int evaluateSummaries(const BatchOptions& options)
     return 0;
 }
 
-int runCohort(const BatchOptions& options)
+int runCases(const BatchOptions& options)
 {
+    // The projects named on the line first, then the manifest's rows (of this shard only).
+    struct Case
+    {
+        QString project; // as the user wrote it
+        QString path;
+        CaseLabel label;
+        QStringList extra;
+    };
+    QList<Case> cases;
+    QStringList extraColumns;
+    for (const QString& p : options.projects)
+        cases << Case{p, p, std::nullopt, {}};
     if (!options.manifest.isEmpty()) {
         QString error;
-        if (!readManifest(options.manifest, &error)) {
+        const std::optional<Manifest> manifest = readManifest(options.manifest, &error);
+        if (!manifest) {
             printErr(error);
             return 1;
         }
+        extraColumns = manifest->extraColumns;
+        for (int i = 0; i < manifest->rows.size(); ++i) {
+            const Manifest::Row& r = manifest->rows[i];
+            if (inShard(i, options.shard, options.shards))
+                cases << Case{r.project, r.projectPath, r.label, r.extra};
+        }
+        // Positional projects have no manifest columns; their cells stay empty.
+        for (Case& c : cases)
+            if (c.extra.isEmpty())
+                c.extra = QStringList(extraColumns.size(), QString());
     }
-    printErr(QStringLiteral("running cases with --manifest, --jobs or --shard is not available "
-                            "in this version yet; run the projects without these options"));
-    return 2;
+
+    const QDir outDir(QFileInfo(options.outDir).absoluteFilePath());
+    if (!QDir().mkpath(outDir.path())) {
+        printErr(QStringLiteral("cannot create the output folder '%1'")
+                     .arg(displayPath(options.outDir)));
+        return 1;
+    }
+    QStringList paths;
+    for (const Case& c : cases)
+        paths << c.path;
+    const QStringList folders = caseFolderNames(paths);
+
+    CohortReport report;
+    report.summary.settings = {QString::fromLatin1(versionString()), options.smallAreaThreshold,
+                               options.pathologyThreshold};
+    report.summary.extraColumns = extraColumns;
+    const QJsonObject shown = options.toJson();
+    for (auto it = shown.begin(); it != shown.end(); ++it)
+        report.options << qMakePair(it.key(), it.value().toVariant().toStringList().join(
+                                                  QStringLiteral(", ")));
+
+    // Workers only compute and write their own case folder; everything that is said or
+    // collected happens here, in input order, so that the outputs are the same for any --jobs.
+    struct Finished
+    {
+        CaseOutcome outcome;
+        QStringList notes;
+        double seconds = 0.0;
+    };
+    BatchProgress progress(int(cases.size()), isatty(fileno(stderr)) != 0);
+    bool failed = false;
+    runInOrder<Finished>(
+        int(cases.size()), options.jobs,
+        [&](int i) {
+            Finished f;
+            QElapsedTimer timer;
+            timer.start();
+            f.outcome = runBatchCase(cases[i].path, folders[i], options,
+                                     [&f](const QString& text) { f.notes << text; });
+            f.seconds = double(timer.nsecsElapsed()) / 1e9;
+            return f;
+        },
+        [&](int i, Finished& f) {
+            const CaseOutcome& o = f.outcome;
+            for (const QString& n : std::as_const(f.notes))
+                progress.note(QStringLiteral("kelvara-batch: note: %1").arg(n));
+            if (o.ok()) {
+                progress.caseFinished(QStringLiteral("%1: %2, %3 suspicious pixels (%4 s)")
+                                          .arg(o.name, verdictText(o.pathology))
+                                          .arg(o.statistics.suspiciousPixels)
+                                          .arg(f.seconds, 0, 'f', 2));
+            } else {
+                failed = true;
+                progress.caseFinished(QStringLiteral("kelvara-batch: case '%1' (%2) failed: %3")
+                                          .arg(o.name, displayPath(cases[i].project), o.error));
+            }
+            report.summary.rows << summaryRow(o, cases[i].project, cases[i].label, cases[i].extra);
+            report.overlays << overlayLink(report.summary.rows.last(), outDir, outDir);
+        });
+    progress.finish();
+
+    QString error;
+    bool evaluated = false;
+    if (!writeSummary(outDir.filePath(QStringLiteral("summary.csv")), report.summary, &error) ||
+        !writeCohortOutputs(outDir, report, &evaluated, &error)) {
+        printErr(error);
+        return 1;
+    }
+    return failed ? 1 : 0;
 }
 
 } // namespace kelvara

@@ -8,7 +8,9 @@ namespace kelvara {
 // evaluation.json and report.html into options.outDir. Returns the exit status.
 int evaluateSummaries(const BatchOptions& options);
 
-// kelvara-batch --manifest / --jobs / --shard. Returns the exit status.
-int runCohort(const BatchOptions& options);
+// kelvara-batch's run: the projects named, then the manifest's rows of this shard, on
+// options.jobs workers; writes the case folders, summary.csv, report.html and (when cases are
+// labelled) evaluation.json. Returns the exit status: 1 when any case failed.
+int runCases(const BatchOptions& options);
 
 } // namespace kelvara

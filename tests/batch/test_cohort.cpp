@@ -255,7 +255,7 @@ private slots:
         BatchOptions o;
         QString error;
         QCOMPARE(parseBatchArguments({"--manifest", file, "--shard", shard}, &o, &error),
-                 BatchCommand::Cohort);
+                 BatchCommand::Run);
         const std::optional<Manifest> m = readManifest(file, &error);
         QVERIFY(m);
         QStringList selected;
