@@ -121,10 +121,10 @@ private slots:
                                          << QStringList{"nothere", "file not found"};
         QTest::newRow("text for a number")
             << QStringList{out, dir + "/scaletext.kelvara"} << 1
-            << QStringList{"scaletext.kelvara': DWI/Scale: the text \"2.0\" is not a number"};
+            << QStringList{"skipped: '" + dir + "/scaletext.kelvara': DWI/Scale: the text \"2.0\" is not a number"};
         QTest::newRow("unknown solution entry")
             << QStringList{out, dir + "/entry.kelvara"} << 1
-            << QStringList{"entry.kelvara': Program/[0]/Data: no image is called \"XX\""};
+            << QStringList{"skipped: '" + dir + "/entry.kelvara': Program/[0]/Data: no image is called \"XX\""};
         QTest::newRow("200000 entries") << QStringList{out, dir + "/long.kelvara"} << 1
                                         << QStringList{"long.kelvara': the solution list holds 200000"};
         QTest::newRow("invalid JSON") << QStringList{out, dir + "/broken.kelvara"} << 1
