@@ -1,7 +1,7 @@
 // Project and settings loading: any bytes through the loader of both layouts, with its
 // findings. A file either cannot be used (and says why) or loads with every value inside what
-// its control allows; findings name the file and a key of the layout; a load without findings
-// used every value as written, and writing the values back reads again without findings.
+// its control allows; findings name the file and a key of the layout; a value not used as
+// written has a finding, and a load without findings writes back and reads again without any.
 #include "ControlFile.h"
 #include "StoredControlTable.h"
 
@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
@@ -77,8 +78,14 @@ void checkLoad(FileLayout layout, const QByteArray& bytes)
             check(held.kind == ControlKind::DoubleSpinBox
                       ? held.number >= c.minimum && held.number <= c.maximum
                       : held.integer >= c.minimum && held.integer <= c.maximum);
-        if (load.findings.isEmpty())
-            check(held == c);
+        // A value not used as written has a finding at its key or at an object on the way.
+        if (!(held == c)) {
+            const QString path = StoredControlTable::keyPath(layout, c.objectName);
+            check(std::any_of(load.findings.begin(), load.findings.end(),
+                              [&path](const LoadFinding& f) {
+                                  return f.keyPath == path || path.startsWith(f.keyPath + '/');
+                              }));
+        }
     }
     if (load.findings.isEmpty()) {
         const ControlValues values = load.file.applyTo({});

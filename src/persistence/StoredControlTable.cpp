@@ -669,6 +669,14 @@ StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root,
     return file;
 }
 
+QString StoredControlTable::keyPath(FileLayout layout, const QString& objectName)
+{
+    for (const Key& key : keysOf(layout))
+        if (key.control.objectName == objectName)
+            return key.path.join(QLatin1Char('/'));
+    return QString();
+}
+
 const QList<StoredControl>& StoredControlTable::controls()
 {
     static const QList<StoredControl> all = [] {

@@ -34,6 +34,10 @@ public:
     static StoredFile read(FileLayout layout, const QJsonObject& root, const QString& file = {},
                            QList<LoadFinding>* findings = nullptr);
 
+    // The key path ("AOI/HCells") under which the layout stores the named control; empty when
+    // it does not store it.
+    static QString keyPath(FileLayout layout, const QString& objectName);
+
     // A longer solution list would keep the calculation busy for minutes.
     static constexpr int maximumProgramEntries = 1000;
 
