@@ -7,7 +7,7 @@ build=${1:-build-fuzz}
 seconds=${2:-60}
 root=$(cd "$(dirname "$0")/.." && pwd)
 status=0
-for h in dicom settings chain; do
+for h in dicom project chain; do
   exe="$build/fuzz/fuzz_$h"
   work="$build/fuzz-corpus/$h"
   regression="$root/fuzz/regression/$h"

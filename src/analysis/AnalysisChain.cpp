@@ -18,23 +18,26 @@ int index(Modality m)
 // The smooth-symmetry result and the masks a solution entry names.
 const double* const* solutionPlane(const SymmetryEngine& e, const QString& key, bool* symmetry)
 {
-    *symmetry = true;
-    if (key == QLatin1String("SS_T2"))
+    const int i = solutionKeyIndex(key);
+    *symmetry = i >= 0 && i < 3;
+    switch (i) {
+    case 0:
         return e.t2SmoothResult();
-    if (key == QLatin1String("SS_DWI"))
+    case 1:
         return e.dwiSmoothResult();
-    if (key == QLatin1String("SS_ADC"))
+    case 2:
         return e.adcSmoothResult();
-    *symmetry = false;
-    if (key == QLatin1String("M_DWI"))
+    case 3:
         return e.dwiMask();
-    if (key == QLatin1String("M_ADC"))
+    case 4:
         return e.adcMask();
-    if (key == QLatin1String("MS_DWI"))
+    case 5:
         return e.dwiSymmetricMask();
-    if (key == QLatin1String("MS_ADC"))
+    case 6:
         return e.adcSymmetricMask();
-    return nullptr;
+    default:
+        return nullptr;
+    }
 }
 
 } // namespace
@@ -177,11 +180,9 @@ SolutionStatistics AnalysisChain::solution(ControlValues& c)
     nonMaskedMatrix.resize(w, h);
 
     for (const ProgramItem& item : std::as_const(c.program)) {
-        const QStringList parts = item.data.split(QLatin1Char(';'));
-        const QString key = parts.value(0);
-        const double amplification = parts.value(1).toDouble(); // no number reads as 0.0
+        const double amplification = item.amplification();
         bool symmetry = false;
-        const double* const* plane = solutionPlane(engine, key, &symmetry);
+        const double* const* plane = solutionPlane(engine, item.key(), &symmetry);
         if (!plane)
             continue;
         if (symmetry) {

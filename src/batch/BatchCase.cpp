@@ -37,32 +37,33 @@ QJsonValue number(double v)
     return std::isfinite(v) ? QJsonValue(v) : QJsonValue(QJsonValue::Null);
 }
 
-// Reads the project file and says exactly why it cannot be used; the window would silently
-// read an invalid file as one with every key missing.
-bool readProject(const QString& path, StoredFile* file, QString* error)
+// Reads the project file as the window does. Every finding becomes a warning; unless lenient,
+// a value the window would replace by a default fails the case, naming the file and key.
+bool readProject(const QString& path, bool lenient, StoredFile* file, QStringList* warnings,
+                 QString* error)
 {
-    QFile f(path);
-    if (!f.exists()) {
-        *error = QStringLiteral("project file '%1' does not exist").arg(path);
+    ControlFileLoad loaded = ControlFile::project().load(path);
+    if (!loaded.ok()) {
+        *error = loaded.error;
         return false;
     }
-    if (!f.open(QIODevice::ReadOnly)) {
-        *error = QStringLiteral("cannot open project file '%1': %2").arg(path, f.errorString());
+    QStringList serious;
+    for (const LoadFinding& finding : std::as_const(loaded.findings)) {
+        *warnings << finding.message();
+        if (finding.serious())
+            serious << finding.keyPath + QStringLiteral(": ") + finding.what;
+    }
+    if (!lenient && !serious.isEmpty()) {
+        // A file that is wrong throughout would give a screenful; the first few say enough.
+        constexpr int shown = 5;
+        *error = QStringLiteral("'%1': %2").arg(displayPath(path),
+                                                 QStringList(serious.mid(0, shown)).join("; "));
+        if (serious.size() > shown)
+            *error += QStringLiteral("; and %1 more").arg(serious.size() - shown);
+        *error += QStringLiteral(" (--lenient reads such values as the window does)");
         return false;
     }
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(f.readAll(), &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        *error = QStringLiteral("project file '%1' is not valid JSON: %2 at offset %3")
-                     .arg(path, parseError.errorString())
-                     .arg(parseError.offset);
-        return false;
-    }
-    if (!doc.isObject()) {
-        *error = QStringLiteral("project file '%1' does not hold a JSON object").arg(path);
-        return false;
-    }
-    *file = ControlFile::project().fromJson(doc.object());
+    *file = std::move(loaded.file);
     return true;
 }
 
@@ -174,7 +175,7 @@ bool loadCase(const QString& projectPath, const BatchOptions& options, LoadedCas
 {
     loaded->project = QFileInfo(projectPath);
     StoredFile file;
-    if (!readProject(projectPath, &file, error))
+    if (!readProject(projectPath, options.lenient, &file, &loaded->warnings, error))
         return false;
     for (Modality m : kModalities)
         if (!loadImage(projectPath, m, file.images[static_cast<int>(m)], &loaded->images, error,

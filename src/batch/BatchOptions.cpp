@@ -132,6 +132,9 @@ QString batchUsage()
         "  --evaluate                       read the SUMMARY.csv files given (merged in their\n"
         "                                   order), write evaluation.json and report.html into\n"
         "                                   DIR, and analyse nothing\n"
+        "  --lenient                        read a project's missing keys and values of the\n"
+        "                                   wrong type as the window does (defaults), instead\n"
+        "                                   of failing the case\n"
         "  --list-series PATH               list the DICOM series of PATH (a DICOM file or a\n"
         "                                   folder, not its subfolders), one tab-separated\n"
         "                                   line each, and analyse nothing\n"
@@ -219,6 +222,10 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
             if (!noValue())
                 return BatchCommand::UsageError;
             o.planes = true;
+        } else if (name == QLatin1String("--lenient")) {
+            if (!noValue())
+                return BatchCommand::UsageError;
+            o.lenient = true;
         } else if (name == QLatin1String("--list-series")) {
             if (!takePath(&o.listSeries, "a DICOM file or folder"))
                 return BatchCommand::UsageError;

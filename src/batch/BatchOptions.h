@@ -27,6 +27,9 @@ struct BatchOptions
     std::array<double, 3> productAmplification{1.0, 1.0, 1.0};
     bool logarithmic = true;
     bool planes = false;
+    // Project values the window would replace by defaults (missing keys, wrong types, unknown
+    // solution entries or image types) are used that way instead of failing the case.
+    bool lenient = false;
     QStringList projects;
     QString listSeries; // --list-series PATH: list the DICOM series under PATH, analyse nothing
     QString manifest;   // --manifest FILE: a cohort, with or without projects named here

@@ -43,7 +43,22 @@ struct ProgramItem {
     QString text;
     QString data;
     bool operator==(const ProgramItem& o) const { return text == o.text && data == o.data; }
+
+    // KEY and AMPLIFICATION as the calculation takes them: text that is no number reads as 0.
+    QString key() const { return data.split(QLatin1Char(';')).value(0); }
+    double amplification() const { return data.split(QLatin1Char(';')).value(1).toDouble(); }
 };
+
+// The images a solution entry can name: the smooth symmetries of T2, DWI and ADC (amplified),
+// then the DWI and ADC masks and symmetric masks. -1 for any other key.
+inline int solutionKeyIndex(const QString& key)
+{
+    static const QStringList keys = {QStringLiteral("SS_T2"),  QStringLiteral("SS_DWI"),
+                                     QStringLiteral("SS_ADC"), QStringLiteral("M_DWI"),
+                                     QStringLiteral("M_ADC"),  QStringLiteral("MS_DWI"),
+                                     QStringLiteral("MS_ADC")};
+    return int(keys.indexOf(key));
+}
 
 struct ControlValues {
     // Overlay and AOI ("Prepare images").

@@ -22,6 +22,12 @@ struct ImageSource
     double bValue = -1.0;
     bool autoScale = false;
 
+    // The kinds a loader exists for.
+    static bool readableKind(const QString& kind)
+    {
+        return kind == QLatin1String("BMP") || kind == QLatin1String("DICOM");
+    }
+
     bool choosesImage() const { return !series.isEmpty() || slice >= 0 || bValue >= 0.0; }
     bool operator==(const ImageSource& o) const
     {

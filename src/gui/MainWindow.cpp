@@ -147,7 +147,7 @@ MainWindow::MainWindow(QWidget* parent)
     ui->HStep->setVisible(false);
     ui->label_7->setVisible(false);
 
-    on_loadSettingsButton_clicked();
+    loadSettingsFile(true);
 }
 
 // A press may filter several images, each raising the same notice: it is shown once, after the

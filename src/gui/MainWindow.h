@@ -4,6 +4,7 @@
 #include "CaseImages.h"
 #include "Dual2D3DView.h"
 #include "ControlValues.h"
+#include "LoadFinding.h"
 #include "MaskView.h"
 #include "Modality.h"
 #include "OverlayView.h"
@@ -19,6 +20,7 @@
 #include <array>
 #include <memory>
 
+class QDialog;
 class QLabel;
 class QSlider;
 
@@ -168,6 +170,11 @@ private:
     void setKernelShape(kelvara::Modality m, int index);
     // Settings and project files (MainWindowFiles.cpp).
     void applyStoredFile(const kelvara::StoredFile& file);
+    // At start-up a missing config.cfg is the first start, not a fault.
+    void loadSettingsFile(bool quietWhenMissing);
+    // The values a load changed, in one panel that each load refills (hidden after a clean
+    // load).
+    void showLoadFindings(const QString& path, const QList<kelvara::LoadFinding>& findings);
 
     // What the window says about its state (MainWindow.cpp).
     void queueCutoffNotice();
@@ -245,4 +252,5 @@ private:
     // The scale the automatic scale last set per modality; NaN when it was not used.
     std::array<double, 3> automaticScales{};
     bool cutoffNoticePending = false;
+    QDialog* findingsPanel = nullptr; // made by the first load that changes values
 };

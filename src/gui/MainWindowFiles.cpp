@@ -5,6 +5,13 @@
 #include "Dialogs.h"
 #include "ControlFile.h"
 
+#include "FileAccess.h"
+
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QFileInfo>
+#include <QVBoxLayout>
+
 using kelvara::ControlKind;
 using kelvara::Modality;
 using kelvara::StoredControl;
@@ -13,21 +20,36 @@ using kelvara::StoredFile;
 namespace {
 
 const QString kProjectFilter = QStringLiteral("Kelvara project files (*.kelvara)");
+const QString kSaveSettings = QStringLiteral("Save default settings");
+const QString kLoadSettings = QStringLiteral("Load default settings");
 
 } // namespace
 
-// Failures stay silent: an unwritable file leaves the previous one as it was.
 void MainWindow::on_SaveSettingsButton_clicked()
 {
-    kelvara::ControlFile::settings().save(kelvara::ControlFile::defaultSettingsPath(), controlValues());
+    QString error;
+    if (!kelvara::ControlFile::settings().save(kelvara::ControlFile::defaultSettingsPath(),
+                                               controlValues(), {}, &error))
+        kelvara::Dialogs::information(this, kSaveSettings, error);
 }
 
 void MainWindow::on_loadSettingsButton_clicked()
 {
-    const std::optional<StoredFile> file =
-        kelvara::ControlFile::settings().load(kelvara::ControlFile::defaultSettingsPath());
-    if (file)
-        applyStoredFile(*file);
+    loadSettingsFile(false);
+}
+
+void MainWindow::loadSettingsFile(bool quietWhenMissing)
+{
+    const QString path = kelvara::ControlFile::defaultSettingsPath();
+    if (quietWhenMissing && !QFileInfo::exists(path))
+        return;
+    const kelvara::ControlFileLoad loaded = kelvara::ControlFile::settings().load(path);
+    if (!loaded.ok()) {
+        kelvara::Dialogs::information(this, kLoadSettings, loaded.error);
+        return;
+    }
+    applyStoredFile(loaded.file);
+    showLoadFindings(path, loaded.findings);
 }
 
 void MainWindow::on_SaveProjectButton_clicked()
@@ -39,8 +61,11 @@ void MainWindow::on_SaveProjectButton_clicked()
     std::array<kelvara::ImageSource, 3> sources = caseImages.imageSources();
     for (Modality m : kelvara::kModalities)
         sources[int(m)].autoScale = automaticScaleInUse(m);
-    if (kelvara::ControlFile::project().save(path, controlValues(), sources))
+    QString error;
+    if (kelvara::ControlFile::project().save(path, controlValues(), sources, &error))
         showProjectName(path);
+    else
+        kelvara::Dialogs::information(this, QStringLiteral("Save project"), error);
 }
 
 void MainWindow::on_LoadProjectButton_clicked()
@@ -49,14 +74,17 @@ void MainWindow::on_LoadProjectButton_clicked()
                                                            QStringLiteral("."), kProjectFilter);
     if (path.isEmpty())
         return;
-    const std::optional<StoredFile> file = kelvara::ControlFile::project().load(path);
-    if (!file)
+    const kelvara::ControlFileLoad loaded = kelvara::ControlFile::project().load(path);
+    if (!loaded.ok()) {
+        kelvara::Dialogs::information(this, QStringLiteral("Load project"), loaded.error);
         return;
+    }
+    const StoredFile& file = loaded.file;
     // Images first: the scales and the AOI restored after them put every box in place.
     // Every image's problem stays in the status bar, not only the last one's.
     QStringList problems;
     for (Modality m : kelvara::kModalities) {
-        kelvara::ImageSource source = file->images[int(m)];
+        kelvara::ImageSource source = file.images[int(m)];
         source.path = kelvara::resolveImagePath(source.path, path,
                                                 kelvara::ImagePathBase::WorkingDirectoryFirst);
         const QString problem = loadModalityImage(m, source);
@@ -65,12 +93,50 @@ void MainWindow::on_LoadProjectButton_clicked()
     }
     if (!problems.isEmpty())
         ui->statusbar->showMessage(problems.join(QStringLiteral("; ")));
-    applyStoredFile(*file);
+    applyStoredFile(file);
     for (Modality m : kelvara::kModalities)
-        if (file->images[int(m)].autoScale)
+        if (file.images[int(m)].autoScale)
             applyAutomaticScale(m);
     markResultsStale();
     showProjectName(path);
+    showLoadFindings(path, loaded.findings);
+}
+
+void MainWindow::showLoadFindings(const QString& path, const QList<kelvara::LoadFinding>& findings)
+{
+    if (findings.isEmpty()) {
+        if (findingsPanel)
+            findingsPanel->hide();
+        return;
+    }
+    if (!findingsPanel) {
+        findingsPanel = new QDialog(this);
+        findingsPanel->setObjectName(QStringLiteral("LoadFindingsPanel"));
+        findingsPanel->setModal(false);
+        findingsPanel->resize(720, 320);
+        auto* layout = new QVBoxLayout(findingsPanel);
+        auto* heading = new QLabel(findingsPanel);
+        heading->setObjectName(QStringLiteral("LoadFindingsHeading"));
+        heading->setWordWrap(true);
+        auto* list = new QListWidget(findingsPanel);
+        list->setObjectName(QStringLiteral("LoadFindingsList"));
+        auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, findingsPanel);
+        connect(buttons, &QDialogButtonBox::rejected, findingsPanel, &QDialog::hide);
+        layout->addWidget(heading);
+        layout->addWidget(list);
+        layout->addWidget(buttons);
+    }
+    findingsPanel->setWindowTitle(QStringLiteral("Loaded with changes: %1").arg(QFileInfo(path).fileName()));
+    findingsPanel->findChild<QLabel*>(QStringLiteral("LoadFindingsHeading"))
+        ->setText(QStringLiteral("'%1' was loaded; %2 of its keys were not used as written:")
+                      .arg(kelvara::displayPath(path))
+                      .arg(findings.size()));
+    auto* list = findingsPanel->findChild<QListWidget*>(QStringLiteral("LoadFindingsList"));
+    list->clear();
+    for (const kelvara::LoadFinding& finding : findings)
+        list->addItem(finding.keyPath + QStringLiteral(": ") + finding.what);
+    findingsPanel->show();
+    findingsPanel->raise();
 }
 
 // Values go through the controls' setters in the file's order, so their slots run as if the

@@ -2,6 +2,7 @@
 
 #include "ControlValues.h"
 #include "ImageSource.h"
+#include "LoadFinding.h"
 #include "StoredFile.h"
 
 #include <QJsonObject>
@@ -11,6 +12,17 @@
 #include <optional>
 
 namespace kelvara {
+
+// What a load gives: the file's values with what the load changed in them, or why the file
+// cannot be used at all (then nothing else).
+struct ControlFileLoad
+{
+    StoredFile file;
+    QList<LoadFinding> findings;
+    QString error;
+
+    bool ok() const { return error.isEmpty(); }
+};
 
 // A settings file (config.cfg: the overlay scales, every analysis control and the solution
 // list) or a project file (.kelvara: the same plus the three image sources and the AOI cells
@@ -33,12 +45,15 @@ public:
                        const std::array<ImageSource, 3>& images = {}) const;
     StoredFile fromJson(const QJsonObject& root) const;
 
-    // False if the file could not be written; any previous file is then left as it was.
+    // False, with *error naming the file and the reason, if the file could not be written;
+    // any previous file is then left as it was.
     bool save(const QString& path, const ControlValues& values,
-              const std::array<ImageSource, 3>& images = {}) const;
-    // Nothing when the file cannot be opened: the caller changes nothing. Invalid JSON reads
-    // as a file with every key missing (empty image paths and kinds included).
-    std::optional<StoredFile> load(const QString& path) const;
+              const std::array<ImageSource, 3>& images = {}, QString* error = nullptr) const;
+    // An error when the file cannot be read, is no JSON object or holds a solution list longer
+    // than the calculation takes: the caller then changes nothing.
+    ControlFileLoad load(const QString& path) const;
+    // The same for the bytes read from path.
+    ControlFileLoad parse(const QByteArray& bytes, const QString& path) const;
 
 private:
     FileLayout fileLayout;

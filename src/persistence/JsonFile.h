@@ -2,6 +2,7 @@
 
 #include "FileAccess.h"
 
+#include <QByteArray>
 #include <QJsonObject>
 #include <QString>
 
@@ -18,16 +19,16 @@ public:
     // they count as unreadable.
     static constexpr qint64 maximumSize = kMaximumControlFileSize;
 
-    // The root object, or nothing when the file cannot be opened or read (missing, unreadable,
-    // a directory, larger than maximumSize): the caller then changes nothing. Invalid JSON
-    // and a root that is not an object give an empty object, so that every key reads as
-    // missing.
-    static std::optional<QJsonObject> read(const QString& path);
+    // The root object of bytes read from path; nothing, with *error naming the file and the
+    // reason, for invalid JSON or a root that is not an object.
+    static std::optional<QJsonObject> parse(const QByteArray& bytes, const QString& path,
+                                            QString* error);
 
     // Writes the document in the indented form (4 blanks per level, keys sorted) to a
     // temporary file that replaces `path` only once it is complete, so a failed or interrupted
-    // save leaves the previous file as it was. Returns whether the file was replaced.
-    static bool write(const QString& path, const QJsonObject& root);
+    // save leaves the previous file as it was. False, with *error naming the file and the
+    // reason, when the file was not replaced.
+    static bool write(const QString& path, const QJsonObject& root, QString* error);
 };
 
 } // namespace kelvara

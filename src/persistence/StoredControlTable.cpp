@@ -9,6 +9,7 @@
 #include <QJsonValue>
 #include <QStringList>
 
+#include <cmath>
 #include <cstddef>
 #include <functional>
 #include <limits>
@@ -266,13 +267,32 @@ void insertAt(QJsonObject& object, const QStringList& path, int depth, const QJs
     object.insert(key, child);
 }
 
-// A missing member or a non-object on the way gives an undefined value, read as a default.
-QJsonValue valueAt(const QJsonObject& root, const QStringList& path)
+// The value at a key path. A missing member on the way gives an undefined value, read as a
+// default; so does a member that is not an object, which is then named in brokenAt.
+struct Lookup
 {
+    QJsonValue value{QJsonValue::Undefined};
+    QString brokenAt;
+    QJsonValue broken;
+};
+
+Lookup lookup(const QJsonObject& root, const QStringList& path)
+{
+    Lookup found;
     QJsonObject object = root;
-    for (int depth = 0; depth < path.size() - 1; ++depth)
-        object = object.value(path.at(depth)).toObject();
-    return object.value(path.last());
+    for (int depth = 0; depth < path.size() - 1; ++depth) {
+        const QJsonValue v = object.value(path.at(depth));
+        if (!v.isObject()) {
+            if (!v.isUndefined()) {
+                found.brokenAt = path.mid(0, depth + 1).join(QLatin1Char('/'));
+                found.broken = v;
+            }
+            return found;
+        }
+        object = v.toObject();
+    }
+    found.value = object.value(path.last());
+    return found;
 }
 
 StoredControl readControl(const Key& key, const QJsonValue& v)
@@ -302,6 +322,236 @@ StoredControl readControl(const Key& key, const QJsonValue& v)
         break;
     }
     return c;
+}
+
+double valueOf(const StoredControl& c)
+{
+    return c.kind == ControlKind::DoubleSpinBox ? c.number
+           : c.kind == ControlKind::CheckBox    ? double(c.checked)
+                                                : double(c.integer);
+}
+
+QString number(double v)
+{
+    return QString::number(v, 'g', QLocale::FloatingPointShortest);
+}
+
+// A value as a finding shows it; long texts cut short.
+QString shown(const QJsonValue& v)
+{
+    switch (v.type()) {
+    case QJsonValue::String: {
+        const QString text = v.toString();
+        return QStringLiteral("the text \"%1\"")
+            .arg(text.size() > 40 ? text.left(40) + QStringLiteral("...") : text);
+    }
+    case QJsonValue::Double:
+        return number(v.toDouble());
+    case QJsonValue::Bool:
+        return v.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    case QJsonValue::Array:
+        return QStringLiteral("a list");
+    case QJsonValue::Object:
+        return QStringLiteral("an object");
+    default:
+        return QStringLiteral("null");
+    }
+}
+
+// What a limited control holds, in words.
+QString held(const StoredControl& c)
+{
+    switch (c.kind) {
+    case ControlKind::DoubleSpinBox:
+        return QString::number(c.number, 'f', c.decimals);
+    case ControlKind::CheckBox:
+        return c.checked ? QStringLiteral("true") : QStringLiteral("false");
+    case ControlKind::ComboBox:
+        return c.integer < 0 ? QStringLiteral("no item") : QString::number(c.integer);
+    default:
+        return QString::number(c.integer);
+    }
+}
+
+class Report
+{
+public:
+    Report(const QString& file, QList<LoadFinding>* out) : file(file), out(out) {}
+    explicit operator bool() const { return out != nullptr; }
+    void add(FindingKind kind, const QString& path, const QString& what)
+    {
+        if (out)
+            out->append({kind, file, path, what});
+    }
+    // A member that should hold an object but does not: said once for all keys below it.
+    void notAnObject(const QString& path, const QJsonValue& v)
+    {
+        if (!brokenReported.contains(path)) {
+            brokenReported.insert(path);
+            add(FindingKind::WrongType, path,
+                shown(v) + QStringLiteral(" is not an object; the keys in it read as missing"));
+        }
+    }
+
+private:
+    const QString& file;
+    QList<LoadFinding>* out;
+    QSet<QString> brokenReported;
+};
+
+void checkControl(Report& report, const Key& key, const Lookup& found, const StoredControl& c,
+                  bool autoAllowed)
+{
+    const QString path = key.path.join(QLatin1Char('/'));
+    if (!found.brokenAt.isEmpty()) {
+        report.notAnObject(found.brokenAt, found.broken);
+        return;
+    }
+    const QJsonValue& v = found.value;
+    const StoredControl limited = c.limited();
+    if (v.isUndefined()) {
+        report.add(FindingKind::Missing, path, QStringLiteral("missing; %1 used").arg(held(limited)));
+        return;
+    }
+    if (autoAllowed && v.toString() == kAuto)
+        return;
+    const bool flag = c.kind == ControlKind::CheckBox;
+    if (flag ? !v.isBool() : !v.isDouble()) {
+        report.add(FindingKind::WrongType, path,
+                   QStringLiteral("%1 is not %2; %3 used")
+                       .arg(shown(v), flag ? QStringLiteral("true or false")
+                                           : QStringLiteral("a number"),
+                            held(limited)));
+        return;
+    }
+    if (flag)
+        return;
+    const double raw = v.toDouble();
+    const double read = valueOf(c);
+    if (c.kind == ControlKind::ComboBox && limited.integer < 0) {
+        report.add(FindingKind::NoSuchItem, path,
+                   QStringLiteral("%1 is not one of the items 0 to %2; no item is selected")
+                       .arg(number(raw))
+                       .arg(int(c.maximum)));
+    } else if (!(raw >= c.minimum && raw <= c.maximum)) {
+        report.add(FindingKind::Clamped, path,
+                   QStringLiteral("%1 is outside %2 to %3; %4 used")
+                       .arg(number(raw), number(c.minimum), number(c.maximum), held(limited)));
+    } else if (read != raw) {
+        // The key's own conversion (whole numbers only, or truncated).
+        QString what = QStringLiteral("%1 read as %2").arg(number(raw), number(read));
+        if (valueOf(limited) != read)
+            what += QStringLiteral("; %1 used").arg(held(limited));
+        report.add(FindingKind::Rounded, path, what);
+    } else if (valueOf(limited) != read) {
+        report.add(FindingKind::Rounded, path,
+                   QStringLiteral("%1 rounded to %2 (%3 decimals)")
+                       .arg(number(raw), held(limited))
+                       .arg(c.decimals));
+    }
+}
+
+// An image key that holds a text or a number, or may be left out.
+void checkImageKey(Report& report, const QJsonObject& object, const QString& parent,
+                   const QString& key, QJsonValue::Type type, bool required)
+{
+    const QJsonValue v = object.value(key);
+    const QString path = parent + QLatin1Char('/') + key;
+    if (v.isUndefined()) {
+        if (required)
+            report.add(FindingKind::Missing, path, QStringLiteral("missing; no text used"));
+    } else if (v.type() != type) {
+        report.add(FindingKind::WrongType, path,
+                   QStringLiteral("%1 is not %2; it is ignored")
+                       .arg(shown(v), type == QJsonValue::String ? QStringLiteral("a text")
+                                                                 : QStringLiteral("a number")));
+    }
+}
+
+void checkProgramEntry(Report& report, const QString& path, const QJsonObject& item)
+{
+    for (const QString& key : {kText, kData}) {
+        const QJsonValue v = item.value(key);
+        if (v.isUndefined())
+            report.add(FindingKind::Missing, path + QLatin1Char('/') + key,
+                       QStringLiteral("missing; no text used"));
+        else if (!v.isString())
+            report.add(FindingKind::WrongType, path + QLatin1Char('/') + key,
+                       shown(v) + QStringLiteral(" is not a text; no text used"));
+    }
+    for (auto it = item.begin(); it != item.end(); ++it)
+        if (it.key() != kText && it.key() != kData)
+            report.add(FindingKind::Unknown, path + QLatin1Char('/') + it.key(),
+                       QStringLiteral("not a key of a solution entry; ignored"));
+    const QString data = item.value(kData).toString();
+    if (!item.value(kData).isString())
+        return;
+    const ProgramItem entry{QString(), data};
+    const QStringList parts = data.split(QLatin1Char(';'));
+    bool isNumber = false;
+    const double amplification = parts.value(1).toDouble(&isNumber);
+    const QString dataPath = path + QLatin1Char('/') + kData;
+    if (parts.size() != 2)
+        report.add(FindingKind::UnusableEntry, dataPath,
+                   QStringLiteral("%1 is not an image key and an amplification (KEY;AMPLIFICATION)")
+                       .arg(shown(data)));
+    else if (solutionKeyIndex(entry.key()) < 0)
+        report.add(FindingKind::UnusableEntry, dataPath,
+                   QStringLiteral("no image is called \"%1\"; the calculation skips this entry")
+                       .arg(entry.key().left(40)));
+    else if (!isNumber || !std::isfinite(amplification))
+        report.add(FindingKind::UnusableEntry, dataPath,
+                   QStringLiteral("the amplification \"%1\" is not a finite number; the "
+                                  "calculation uses %2")
+                       .arg(parts.value(1).left(40), number(entry.amplification())));
+}
+
+// Every key path either layout knows: the leaves, and the objects on the way to them.
+struct KnownKeys
+{
+    QSet<QString> leaves, objects;
+};
+
+const KnownKeys& knownKeys(FileLayout layout)
+{
+    auto build = [](FileLayout l) {
+        KnownKeys known;
+        QList<QStringList> paths;
+        for (const Key& key : keysOf(l))
+            paths << key.path;
+        if (l == FileLayout::Project)
+            for (Modality m : kModalities)
+                for (const QString& leaf : {kPath, kType, kSeries, kSlice, kBValue})
+                    paths << QStringList{name(m), leaf};
+        paths << QStringList{kProgram};
+        for (const QStringList& path : std::as_const(paths)) {
+            known.leaves.insert(path.join(QLatin1Char('/')));
+            for (int depth = 1; depth < path.size(); ++depth)
+                known.objects.insert(path.mid(0, depth).join(QLatin1Char('/')));
+        }
+        return known;
+    };
+    static const KnownKeys settings = build(FileLayout::Settings);
+    static const KnownKeys project = build(FileLayout::Project);
+    return layout == FileLayout::Settings ? settings : project;
+}
+
+void reportUnknown(Report& report, FileLayout layout, const QJsonObject& object,
+                   const QString& prefix)
+{
+    const KnownKeys& known = knownKeys(layout);
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        const QString path = prefix.isEmpty() ? it.key() : prefix + QLatin1Char('/') + it.key();
+        if (known.leaves.contains(path))
+            continue;
+        if (!known.objects.contains(path))
+            report.add(FindingKind::Unknown, path,
+                       layout == FileLayout::Settings
+                           ? QStringLiteral("not a key of a settings file; ignored")
+                           : QStringLiteral("not a key of a project file; ignored"));
+        else if (it->isObject())
+            reportUnknown(report, layout, it->toObject(), path);
+    }
 }
 
 } // namespace
@@ -342,12 +592,15 @@ QJsonObject StoredControlTable::build(FileLayout layout, const ControlValues& va
     return root;
 }
 
-StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root)
+StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root,
+                                    const QString& fileName, QList<LoadFinding>* findings)
 {
+    Report report(fileName, findings);
     StoredFile file;
     if (layout == FileLayout::Project) {
         for (Modality m : kModalities) {
-            const QJsonObject object = root.value(name(m)).toObject();
+            const QJsonValue member = root.value(name(m));
+            const QJsonObject object = member.toObject();
             ImageSource& source = file.images[std::size_t(m)];
             source.path = object.value(kPath).toString();
             source.kind = object.value(kType).toString();
@@ -358,20 +611,70 @@ StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root)
             source.bValue = object.value(kBValue).toDouble(-1.0);
             // "auto" reads as scale 0 in the control until the loaded images give the scale.
             source.autoScale = object.value(kScale).toString() == kAuto;
+            if (!report)
+                continue;
+            if (!member.isObject() && !member.isUndefined()) {
+                report.notAnObject(name(m), member);
+                continue;
+            }
+            checkImageKey(report, object, name(m), kPath, QJsonValue::String, true);
+            checkImageKey(report, object, name(m), kType, QJsonValue::String, true);
+            checkImageKey(report, object, name(m), kSeries, QJsonValue::String, false);
+            checkImageKey(report, object, name(m), kSlice, QJsonValue::Double, false);
+            checkImageKey(report, object, name(m), kBValue, QJsonValue::Double, false);
+            // Saved before an image was loaded: nothing to read, which is no fault.
+            if (!(source.path.isEmpty() && source.kind.isEmpty()) &&
+                !ImageSource::readableKind(source.kind))
+                report.add(FindingKind::ImageType, name(m) + QLatin1Char('/') + kType,
+                           QStringLiteral("\"%1\" is not an image type this program reads "
+                                          "(DICOM or BMP)")
+                               .arg(source.kind.left(40)));
         }
     }
     const QList<Key>& keys = keysOf(layout);
     file.controls.reserve(keys.size());
-    for (const Key& key : keys)
-        file.controls.append(readControl(key, valueAt(root, key.path)));
+    for (const Key& key : keys) {
+        const Lookup found = lookup(root, key.path);
+        file.controls.append(readControl(key, found.value));
+        if (report)
+            checkControl(report, key, found, file.controls.last(),
+                         layout == FileLayout::Project && key.path.last() == kScale);
+    }
 
-    const QJsonArray program = root.value(kProgram).toArray();
+    const QJsonValue programValue = root.value(kProgram);
+    if (programValue.isUndefined())
+        report.add(FindingKind::Missing, kProgram,
+                   QStringLiteral("missing; the solution list is left empty"));
+    else if (!programValue.isArray())
+        report.add(FindingKind::WrongType, kProgram,
+                   shown(programValue) + QStringLiteral(" is not a list; the solution list is "
+                                                        "left empty"));
+    const QJsonArray program = programValue.toArray();
     file.program.reserve(program.size());
     for (const QJsonValue& element : program) {
         const QJsonObject item = element.toObject();
         file.program.append({item.value(kText).toString(), item.value(kData).toString()});
+        if (!report)
+            continue;
+        const QString path = QStringLiteral("%1/[%2]").arg(kProgram).arg(file.program.size() - 1);
+        if (element.isObject())
+            checkProgramEntry(report, path, item);
+        else
+            report.add(FindingKind::UnusableEntry, path,
+                       shown(element) + QStringLiteral(" is not an entry with \"Text\" and "
+                                                       "\"Data\"; an empty entry is added"));
     }
+    if (report)
+        reportUnknown(report, layout, root, QString());
     return file;
+}
+
+QString StoredControlTable::keyPath(FileLayout layout, const QString& objectName)
+{
+    for (const Key& key : keysOf(layout))
+        if (key.control.objectName == objectName)
+            return key.path.join(QLatin1Char('/'));
+    return QString();
 }
 
 const QList<StoredControl>& StoredControlTable::controls()

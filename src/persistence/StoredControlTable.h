@@ -2,6 +2,7 @@
 
 #include "ControlValues.h"
 #include "ImageSource.h"
+#include "LoadFinding.h"
 #include "StoredControl.h"
 #include "StoredFile.h"
 
@@ -26,8 +27,19 @@ public:
                              const std::array<ImageSource, 3>& images = {});
 
     // Every key read with its conversion; a missing key or a value of another JSON type reads
-    // as the conversion's default (0, 0.0, false, empty string, empty list).
-    static StoredFile read(FileLayout layout, const QJsonObject& root);
+    // as the conversion's default (0, 0.0, false, empty string, empty list). With findings,
+    // whatever the conversions and the receiving controls change, every missing, mistyped and
+    // unknown key, unusable solution entry and unreadable image type is added there, naming
+    // `file`.
+    static StoredFile read(FileLayout layout, const QJsonObject& root, const QString& file = {},
+                           QList<LoadFinding>* findings = nullptr);
+
+    // The key path ("AOI/HCells") under which the layout stores the named control; empty when
+    // it does not store it.
+    static QString keyPath(FileLayout layout, const QString& objectName);
+
+    // A longer solution list would keep the calculation busy for minutes.
+    static constexpr int maximumProgramEntries = 1000;
 
     // Every control whose limits the table holds (each once, without a value): the stored ones
     // and those the front ends set without storing (evaluation thresholds, amplifications).

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QImage>
+#include <QJsonArray>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -41,6 +42,19 @@ QStringList summaryLines(const QString& out)
     return summary.open(QIODevice::ReadOnly)
                ? QString::fromUtf8(summary.readAll()).split('\n', Qt::SkipEmptyParts)
                : QStringList();
+}
+
+// The moved lesion sample with one key ("Key" or "Object/Key") set to value, written into dir.
+QString patchedProject(const QString& dir, const QString& name, const QString& path,
+                       const QJsonValue& value)
+{
+    QJsonObject root = movedSampleProject(QStringLiteral("lesion"));
+    const QStringList keys = path.split('/');
+    QJsonObject object = root.value(keys.first()).toObject();
+    object.insert(keys.last(), value);
+    root.insert(keys.first(), keys.size() == 2 ? QJsonValue(object) : value);
+    const QString file = dir + "/" + name + ".kelvara";
+    return writeText(file, QJsonDocument(root).toJson()) ? file : QString();
 }
 
 } // namespace
@@ -91,22 +105,28 @@ private slots:
 
         const QString dir = tmp.path();
         QVERIFY(writeText(dir + "/broken.kelvara", "{ \"T2\": { \"Path\": "));
-        QJsonObject missing = movedSampleProject(QStringLiteral("lesion"));
-        QJsonObject dwi = missing.value("DWI").toObject();
-        dwi.insert("Path", kSamples + "/lesion/no-such-dwi.dcm");
-        missing.insert("DWI", dwi);
-        QVERIFY(writeText(dir + "/missingimage.kelvara", QJsonDocument(missing).toJson()));
+        patchedProject(dir, "missingimage", "DWI/Path", kSamples + "/lesion/no-such-dwi.dcm");
         QVERIFY(writeText(dir + "/notabmp.bmp", "this is no image"));
-        QVERIFY(writeText(dir + "/badbmp.kelvara", R"({"T2": {"Path": "notabmp.bmp", "Type": "BMP"}})"));
-        QJsonObject kind = movedSampleProject(QStringLiteral("lesion"));
-        QJsonObject adc = kind.value("ADC").toObject();
-        adc.insert("Type", "PNG");
-        kind.insert("ADC", adc);
-        QVERIFY(writeText(dir + "/kind.kelvara", QJsonDocument(kind).toJson()));
+        patchedProject(dir, "badbmp", "T2", QJsonObject{{"Path", "notabmp.bmp"}, {"Type", "BMP"}, {"Scale", 1}});
+        patchedProject(dir, "kind", "ADC/Type", "PNG");
+        patchedProject(dir, "scaletext", "DWI/Scale", "2.0");
+        patchedProject(dir, "entry", "Program", QJsonArray{QJsonObject{{"Text", "x"}, {"Data", "XX;1"}}});
+        QJsonArray entries;
+        for (int i = 0; i < 200000; ++i)
+            entries.append(QJsonObject{{"Text", "DWI mask"}, {"Data", "M_DWI;1"}});
+        patchedProject(dir, "long", "Program", entries);
         const QString out = "--out=" + dir + "/out";
 
         QTest::newRow("missing project") << QStringList{out, dir + "/nothere.kelvara"} << 1
-                                         << QStringList{"nothere", "does not exist"};
+                                         << QStringList{"nothere", "file not found"};
+        QTest::newRow("text for a number")
+            << QStringList{out, dir + "/scaletext.kelvara"} << 1
+            << QStringList{"skipped: '" + dir + "/scaletext.kelvara': DWI/Scale: the text \"2.0\" is not a number"};
+        QTest::newRow("unknown solution entry")
+            << QStringList{out, dir + "/entry.kelvara"} << 1
+            << QStringList{"skipped: '" + dir + "/entry.kelvara': Program/[0]/Data: no image is called \"XX\""};
+        QTest::newRow("200000 entries") << QStringList{out, dir + "/long.kelvara"} << 1
+                                        << QStringList{"long.kelvara': the solution list holds 200000"};
         QTest::newRow("invalid JSON") << QStringList{out, dir + "/broken.kelvara"} << 1
                                       << QStringList{"broken", "not valid JSON"};
         QTest::newRow("missing DICOM image")
@@ -116,7 +136,7 @@ private slots:
             << QStringList{out, dir + "/badbmp.kelvara"} << 1
             << QStringList{"badbmp", "T2", "notabmp.bmp", "not a readable image"};
         QTest::newRow("unknown image type")
-            << QStringList{out, dir + "/kind.kelvara"} << 1 << QStringList{"kind", "ADC", "'PNG'"};
+            << QStringList{out, dir + "/kind.kelvara"} << 1 << QStringList{"kind", "ADC/Type", "\"PNG\""};
         QTest::newRow("unknown option") << QStringList{"--frobnicate", "x.kelvara"} << 2
                                         << QStringList{"unknown option --frobnicate"};
         QTest::newRow("bad integer") << QStringList{"--small-area", "many", "x.kelvara"} << 2
@@ -135,6 +155,31 @@ private slots:
         QCOMPARE(r.exitCode, exitCode);
         for (const QString& part : messageParts)
             QVERIFY2(r.err.contains(part), qPrintable(r.err));
+    }
+
+    // Values the window would change are warnings, listed in result.json; --lenient takes a
+    // value of the wrong type as the window does.
+    void warnings_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QJsonValue>("value");
+        QTest::addColumn<QString>("option");
+        QTest::newRow("clamped") << "AOI/HCells" << QJsonValue(5000) << "--small-area=0";
+        QTest::newRow("text, lenient") << "DWI/Scale" << QJsonValue("2.0") << "--lenient";
+    }
+
+    void warnings()
+    {
+        QFETCH(QString, key);
+        QFETCH(QJsonValue, value);
+        QFETCH(QString, option);
+        const QString project = patchedProject(tmp.path(), "warned", key, value);
+        const Run r = runBatch({"--out", tmp.filePath("warned-out"), option, project});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QVERIFY2(r.err.contains(project + "': " + key + ": "), qPrintable(r.err));
+        const QJsonArray warnings = readJson(tmp.filePath("warned-out/warned/result.json"))["warnings"].toArray();
+        QCOMPARE(warnings.size(), 1);
+        QVERIFY(warnings[0].toString().startsWith("'" + project + "': " + key + ": "));
     }
 
     // Folder names stay inside --out and apart; a rerun replaces each earlier folder whole, a

@@ -10,6 +10,7 @@
 #include "TransparentPixmapItem.h"
 #include "WindowFixture.h"
 
+#include <QDialog>
 #include <QGraphicsEllipseItem>
 #include <QtDataVisualization/Q3DSurface>
 #include <QtDataVisualization/QSurface3DSeries>
@@ -546,6 +547,73 @@ private slots:
             QCOMPARE(aoiEllipse()->pos(), QPointF(0, -20));
             ui->T2SymInputImgCombo->setCurrentIndex(0);
             QCOMPARE(refreshedT2AOI(), shownAOI);
+        }
+    }
+
+    // A load that changes values lists them in one panel, a clean one hides it; a file that
+    // cannot be loaded or written says why and changes nothing.
+    void fileMessages_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("key"); // set to value in a file of the current values
+        QTest::addColumn<QJsonValue>("value");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("finding");
+        auto row = [](const char* name, const char* button, const char* key, const QJsonValue& value,
+                      const char* message, const char* finding) {
+            QTest::newRow(name) << button << key << value << message << finding;
+        };
+        row("settings clamped", "loadSettingsButton", "T2Scale", 200, "", "T2Scale: 200 is outside");
+        row("project clamped", "LoadProjectButton", "AOI/HCells", 5000, "", "AOI/HCells: 5000 is outside");
+        row("clean project", "LoadProjectButton", "", 0, "", "");
+        row("invalid settings", "loadSettingsButton", "", "{", "config.cfg': not valid JSON", "");
+        row("settings not written", "SaveSettingsButton", "", 0, "Save default settings: cannot write 'config.cfg'", "");
+        row("project not written", "SaveProjectButton", "", 0, "gone/case.kelvara': ", "");
+    }
+    void fileMessages()
+    {
+        QFETCH(QString, button);
+        QFETCH(QString, key);
+        QFETCH(QJsonValue, value);
+        QFETCH(QString, message);
+        QFETCH(QString, finding);
+        const bool project = button.contains("Project");
+        const QString path = f.dir.filePath(project ? "case.kelvara" : "config.cfg");
+        QFile::remove(path);
+        const kelvara::ControlFile layout(project ? kelvara::FileLayout::Project : kelvara::FileLayout::Settings);
+        QJsonObject root = layout.toJson(f.window->controlValues());
+        const QJsonObject before = root;
+        if (button.startsWith("Save")) {
+            QVERIFY(QDir(f.dir.path()).mkpath("config.cfg")); // a folder cannot be replaced by a file
+            WindowFixture::answerSave(f.dir.filePath("gone/case.kelvara"));
+        } else {
+            const QStringList keys = key.split('/');
+            QJsonObject inner = root.value(keys.first()).toObject();
+            inner.insert(keys.last(), value);
+            if (!key.isEmpty())
+                root.insert(keys.first(), keys.size() == 2 ? QJsonValue(inner) : value);
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(value.isString() ? value.toString().toUtf8() : QJsonDocument(root).toJson());
+            file.close();
+            WindowFixture::answerOpen(path);
+        }
+        f.messages.clear();
+        f.child<QPushButton>(button)->click();
+        QDir(f.dir.filePath("config.cfg")).removeRecursively();
+        if (message.isEmpty())
+            QCOMPARE(f.messages, QStringList());
+        else
+            QVERIFY2(f.messages.size() == 1 && f.messages[0].contains(message), qPrintable(f.messages.join('\n')));
+        if (!message.isEmpty())
+            QCOMPARE(layout.toJson(f.window->controlValues()), before);
+        const QList<QDialog*> panels = f.window->findChildren<QDialog*>("LoadFindingsPanel");
+        QVERIFY(panels.size() <= 1);
+        QCOMPARE(!panels.isEmpty() && panels[0]->isVisible(), !finding.isEmpty());
+        if (!finding.isEmpty()) {
+            const QListWidget* list = panels[0]->findChild<QListWidget*>();
+            QCOMPARE(list->count(), 1);
+            QVERIFY2(list->item(0)->text().startsWith(finding), qPrintable(list->item(0)->text()));
         }
     }
 };

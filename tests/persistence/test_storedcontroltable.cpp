@@ -140,8 +140,9 @@ private slots:
 
         const ControlValues unstored = testdata::unstoredChanged();
         ControlValues expectedValues = testdata::unstoredChanged(testdata::stored());
-        const std::optional<StoredFile> loaded = ControlFile(layout).load(path);
-        QVERIFY(loaded);
+        const kelvara::ControlFileLoad read = ControlFile(layout).load(path);
+        QVERIFY2(read.ok() && read.findings.isEmpty(), qPrintable(read.error));
+        const StoredFile* loaded = &read.file;
         if (settings)
             testdata::takeAOI(expectedValues, unstored); // not in settings
         else
@@ -274,10 +275,81 @@ private slots:
         ControlValues values;
         values.program = expected;
         QVERIFY(ControlFile::settings().save(dir.filePath("config.cfg"), values));
-        const std::optional<StoredFile> again =
-            ControlFile::settings().load(dir.filePath("config.cfg"));
-        QVERIFY(again);
-        QCOMPARE(again->program, expected);
+        QCOMPARE(ControlFile::settings().load(dir.filePath("config.cfg")).file.program, expected);
+    }
+
+    void findings_data()
+    {
+        QTest::addColumn<Layout>("layout");
+        QTest::addColumn<QString>("path");   // the key replaced, added or (no json) removed
+        QTest::addColumn<QByteArray>("json"); // its new value, as written in the file
+        QTest::addColumn<QStringList>("expected");
+        const Layout s = Layout::Settings, p = Layout::Project;
+        auto row = [](const char* name, Layout l, const char* path, const QByteArray& json,
+                      const QStringList& expected) {
+            QTest::newRow(name) << l << QString(path) << json << expected;
+        };
+        row("clean settings", s, "ResultMax", "200", {});
+        row("optional image keys", p, "T2",
+            R"({"Path": "t", "Type": "DICOM", "Scale": "auto", "Series": "1.2", "Slice": 1, "BValue": 0})", {});
+        row("scale as text", p, "DWI/Scale", "\"2.0\"", {"WrongType DWI/Scale"});
+        row("flag as number", s, "T2Sym/Inverse", "1", {"WrongType T2Sym/Inverse"});
+        row("AOI no object", p, "AOI", "5", {"WrongType AOI"});
+        row("cells clamped", p, "AOI/HCells", "5000", {"Clamped AOI/HCells"});
+        row("scale clamped", s, "T2Scale", "200", {"Clamped T2Scale"});
+        row("decimals", s, "FFT_T2_Tresh/XMin", "0.12345", {"Rounded FFT_T2_Tresh/XMin"});
+        row("result bound whole only", s, "ResultMin", "37.25", {"Rounded ResultMin"});
+        row("mask bound truncated", s, "DWIBMask/Min", "100.9", {"Rounded DWIBMask/Min"});
+        row("missing", p, "AOI", "", {"Missing AOI/HCells", "Missing AOI/VCells", "Missing AOI/HPos", "Missing AOI/VPos"});
+        row("no such item", s, "FFT_T2_Filter/Type", "4", {"NoSuchItem FFT_T2_Filter/Type"});
+        row("duplicate", s, "ResultMax", "10, \"ResultMax\": 20", {"Duplicate ResultMax"});
+        row("unknown", p, "AOI/Colour", "1", {"Unknown AOI/Colour"});
+        row("AOI in settings", s, "AOI", "{}", {"Unknown AOI"});
+        row("image type", p, "ADC/Type", "\"PNG\"", {"ImageType ADC/Type"});
+        row("solution entries", s, "Program",
+            R"([{"Text": "a", "Data": "XX;1"}, {"Text": "b", "Data": "SS_T2;abc"},
+                {"Text": "c", "Data": "M_DWI"}, 5, {"Data": "M_ADC;1"},
+                {"Text": "d", "\u0054ext": "e", "Data": "SS_ADC;2", "Colour": 1}])",
+            {"UnusableEntry Program/[0]/Data", "UnusableEntry Program/[1]/Data",
+             "UnusableEntry Program/[2]/Data", "UnusableEntry Program/[3]",
+             "Missing Program/[4]/Text", "Unknown Program/[5]/Colour", "Duplicate Program/[5]/Text"});
+    }
+
+    // A clean file with one key changed, through the loader: the findings name that key and
+    // nothing else, and the values are those read without findings.
+    void findings()
+    {
+        QFETCH(Layout, layout);
+        QFETCH(QString, path);
+        QFETCH(QByteArray, json);
+        QFETCH(QStringList, expected);
+        QJsonObject root = ControlFile(layout).toJson(testdata::stored(), testdata::images());
+        const QStringList keys = path.split('/');
+        QList<QJsonObject> objects{root};
+        for (int i = 0; i < keys.size() - 1; ++i)
+            objects << objects.last().value(keys[i]).toObject();
+        objects.last().insert(keys.last(), "@@");
+        if (json.isEmpty())
+            objects.last().remove(keys.last());
+        for (int i = keys.size() - 2; i >= 0; --i)
+            objects[i].insert(keys[i], objects[i + 1]);
+        const QByteArray bytes = QJsonDocument(objects.first()).toJson().replace("\"@@\"", json);
+
+        const kelvara::ControlFileLoad load = ControlFile(layout).parse(bytes, "dir/case.kelvara");
+        QVERIFY2(load.ok(), qPrintable(load.error));
+        static const char* kinds[] = {"Missing", "WrongType", "Clamped", "Rounded", "Duplicate",
+                                      "Unknown", "NoSuchItem", "UnusableEntry", "ImageType"};
+        QStringList found;
+        for (const kelvara::LoadFinding& f : load.findings) {
+            found << QString("%1 %2").arg(kinds[int(f.kind)], f.keyPath);
+            QVERIFY(f.message().startsWith("'dir/case.kelvara': " + f.keyPath + ": "));
+        }
+        found.sort();
+        expected.sort();
+        QCOMPARE(found, expected);
+        const StoredFile plain = parse(layout, QJsonDocument::fromJson(bytes).object());
+        QCOMPARE(load.file.controls, plain.controls);
+        QCOMPARE(load.file.program, plain.program);
     }
 };
 
