@@ -415,8 +415,10 @@ QString verdictText(bool pathology)
 
 QStringList caseFolderNames(const QStringList& projects)
 {
-    // summary.csv shares the output folder; compared without case for file systems that ignore it.
-    QSet<QString> taken{QStringLiteral("summary.csv")};
+    // The run's own files share the output folder; compared without case for file systems that
+    // ignore it.
+    QSet<QString> taken{QStringLiteral("summary.csv"), QStringLiteral("report.html"),
+                        QStringLiteral("evaluation.json")};
     QStringList names;
     for (const QString& project : projects) {
         QString base = QFileInfo(project).completeBaseName();
