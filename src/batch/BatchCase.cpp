@@ -3,10 +3,13 @@
 #include "CaseImages.h"
 #include "ControlFile.h"
 #include "FileAccess.h"
+#include "KelvaraVersion.h"
 #include "NpyFile.h"
 #include "Numeric.h"
 #include "ResultMatrix.h"
 #include "ResultOverlay.h"
+#include "SeriesChoice.h"
+#include "StoredControlTable.h"
 #include "SymmetryEngine.h"
 
 #include <QDir>
@@ -155,7 +158,44 @@ struct LoadedCase
     CaseImages images;
     ControlValues controls;
     QStringList warnings;
+    QJsonObject provenance; // how the result was made, taken right after loading
 };
+
+// The product version, every input file with its SHA-256, the control values the analysis
+// starts from (what the project gave, limited as the controls limit it) and the options: enough
+// to tell later whether two results were made from the same inputs in the same way.
+bool recordProvenance(const BatchOptions& options, LoadedCase* loaded, QString* error)
+{
+    QJsonArray inputs;
+    auto add = [&](const QString& role, const QString& path) {
+        const std::optional<QString> sha = sha256OfFile(path, kMaximumImageFileSize, error);
+        if (sha)
+            inputs.append(QJsonObject{{QStringLiteral("role"), role},
+                                      {QStringLiteral("file"), path},
+                                      {QStringLiteral("sha256"), *sha}});
+        return sha.has_value();
+    };
+    if (!add(QStringLiteral("project"), loaded->project.absoluteFilePath()))
+        return false;
+    for (Modality m : kModalities) {
+        // A series gives the one file whose pixels were read.
+        const ChosenImage* chosen = loaded->images.chosenImage(m);
+        const QString file = chosen ? chosen->image().file : loaded->images.source(m).path;
+        if (!add(QLatin1String(modalityName(m)), QFileInfo(file).absoluteFilePath()))
+            return false;
+    }
+    // The scales the analysis used, also where the project said "auto".
+    std::array<ImageSource, 3> sources = loaded->images.imageSources();
+    for (ImageSource& source : sources)
+        source.autoScale = false;
+    loaded->provenance = QJsonObject{
+        {QStringLiteral("version"), QString::fromLatin1(versionString())},
+        {QStringLiteral("inputs"), inputs},
+        {QStringLiteral("controls"),
+         StoredControlTable::build(FileLayout::Project, loaded->controls, sources)},
+        {QStringLiteral("options"), options.toJson()}};
+    return true;
+}
 
 // Everything the analysis computed, kept until it is written. Heap: the engine's planes and the
 // matrices are several MiB.
@@ -187,7 +227,7 @@ bool loadCase(const QString& projectPath, const BatchOptions& options, LoadedCas
             !loaded->images.automaticScale(m, &loaded->controls.scale[static_cast<int>(m)], error))
             return false;
     loaded->images.setGeometry(loaded->controls);
-    return true;
+    return recordProvenance(options, loaded, error);
 }
 
 // Every analysis button in the window's order; the images each one shows are collected.
@@ -402,6 +442,7 @@ QJsonObject resultJson(const LoadedCase& loaded, const CaseAnalysis& a, const Ca
     r.insert(QStringLiteral("pathology"), out.pathology);
     r.insert(QStringLiteral("warnings"), QJsonArray::fromStringList(loaded.warnings));
     r.insert(QStringLiteral("timingsMs"), timings);
+    r.insert(QStringLiteral("provenance"), loaded.provenance);
     return r;
 }
 

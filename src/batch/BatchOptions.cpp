@@ -93,6 +93,7 @@ QJsonObject BatchOptions::toJson() const
                        {QStringLiteral("productAmplification"), amplification},
                        {QStringLiteral("logarithmicSpectrum"), logarithmic},
                        {QStringLiteral("planes"), planes},
+                       {QStringLiteral("lenient"), lenient},
                        {QStringLiteral("manifest"), manifest},
                        {QStringLiteral("jobs"), jobs},
                        {QStringLiteral("shard"), QStringLiteral("%1/%2").arg(shard).arg(shards)}};

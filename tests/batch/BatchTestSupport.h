@@ -40,6 +40,12 @@ inline bool writeText(const QString& path, const QByteArray& text)
     return f.open(QIODevice::WriteOnly) && f.write(text) == text.size();
 }
 
+inline QByteArray readText(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
 inline QJsonObject readJson(const QString& path)
 {
     QFile f(path);

@@ -5,8 +5,10 @@
 #include "CohortEvaluation.h"
 #include "CohortSummary.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QImage>
+#include <QJsonArray>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QUrl>
@@ -383,6 +385,63 @@ private slots:
         else
             QCOMPARE(QString("%1 %2 %3/%4").arg(o.manifest).arg(o.jobs).arg(o.shard).arg(o.shards),
                      expected);
+    }
+
+    // A real cohort: sample cases, one broken project, one wrong and one missing label. One
+    // worker or two give the same summary; shards merged give the whole run's evaluation; the
+    // counts agree with the summary; every result names the inputs it was made from.
+    void cohortRun()
+    {
+        const QString samples = QStringLiteral(KELVARA_SAMPLES_DIR);
+        QByteArray manifest = "site,label,project\n";
+        const char* rows[] = {"a,1,lesion", "b,0,healthy", "a,1,lesion", "c,,healthy",
+                              "b,1,missing", "a,1,healthy", "c,0,healthy", "b,1,lesion"};
+        for (const char* row : rows)
+            manifest += QByteArray(row) + ".kelvara\n";
+        QVERIFY(writeText(tmp.filePath("cohort.csv"),
+                          manifest.replace(",lesion", "," + QFile::encodeName(samples) + "/lesion")
+                              .replace(",healthy", "," + QFile::encodeName(samples) + "/healthy")));
+        const QStringList common{"--manifest", tmp.filePath("cohort.csv"), "--small-area", "20",
+                                 "--pathology", "50"};
+        QStringList evaluate{"--evaluate"};
+        for (const char* name : {"1", "2", "shard 1/2", "shard 2/2"}) {
+            const QString run = QString::fromLatin1(name);
+            const QStringList extra = run.startsWith("shard")
+                                          ? QStringList{"--shard", run.mid(6), "--jobs", "1"}
+                                          : QStringList{"--jobs", run};
+            const QString out = tmp.filePath("run " + QString(run).replace('/', '-'));
+            const Run r = runBatch(common + extra + QStringList{"--out", out});
+            QCOMPARE(r.exitCode, run == "shard 2/2" ? 0 : 1); // the broken case is in shard 1
+            if (run.startsWith("shard"))
+                evaluate << out + "/summary.csv";
+        }
+        const QString whole = tmp.filePath("run 1");
+        QCOMPARE(readText(tmp.filePath("run 2/summary.csv")), readText(whole + "/summary.csv"));
+        QVERIFY(runBatch(evaluate + QStringList{"--out", tmp.filePath("merged")}).exitCode == 0);
+        QCOMPARE(readJson(tmp.filePath("merged/evaluation.json")), readJson(whole + "/evaluation.json"));
+
+        QString error;
+        const std::optional<CohortSummary> summary = readSummary(whole + "/summary.csv", &error);
+        QVERIFY2(summary && summary->rows.size() == 8, qPrintable(error));
+        QVERIFY(!summary->rows[4].ok && summary->rows[4].error.contains("missing.kelvara"));
+        int tp = 0, fp = 0, tn = 0, fn = 0;
+        for (const SummaryRow& row : summary->rows)
+            if (row.ok && row.label)
+                (*row.label ? (row.pathology ? tp : fn) : (row.pathology ? fp : tn))++;
+        const QJsonObject at = readJson(whole + "/evaluation.json").value("atThresholds").toObject();
+        QCOMPARE(QList<int>({at["tp"].toInt(), at["fp"].toInt(), at["tn"].toInt(), at["fn"].toInt()}),
+                 QList<int>({tp, fp, tn, fn}));
+        QCOMPARE(QList<int>({tp, fp, tn, fn}), QList<int>({3, 0, 2, 1}));
+        QCOMPARE(checkReportLinks(whole, "missing.kelvara"), 7);
+
+        const QJsonObject provenance = readJson(whole + "/lesion/result.json").value("provenance").toObject();
+        QFile project(samples + "/lesion.kelvara");
+        QVERIFY(project.open(QIODevice::ReadOnly));
+        const QJsonObject first = provenance.value("inputs").toArray().first().toObject();
+        QCOMPARE(first.value("sha256").toString(),
+                 QString(QCryptographicHash::hash(project.readAll(), QCryptographicHash::Sha256).toHex()));
+        QCOMPARE(provenance.value("inputs").toArray().size(), 4);
+        QCOMPARE(provenance.value("options").toObject().value("pathology").toInt(), 50);
     }
 };
 
