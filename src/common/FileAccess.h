@@ -35,7 +35,11 @@ std::optional<QByteArray> readRegularFile(const QString& path, qint64 maxSize, Q
 bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error);
 
 // The image encoded in memory (format as QImageWriter names it, e.g. "PNG"; quality as
-// QImageWriter takes it), then written as writeFileAtomically writes.
+// QImageWriter takes it); nothing, with *error naming path, when it cannot be encoded.
+std::optional<QByteArray> encodeImage(const QString& path, const QImage& image, const char* format,
+                                      int quality, QString* error);
+
+// encodeImage, then written as writeFileAtomically writes.
 bool writeImageAtomically(const QString& path, const QImage& image, const char* format,
                           int quality, QString* error);
 

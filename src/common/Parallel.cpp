@@ -5,7 +5,6 @@
 #include <QThreadPool>
 
 #include <exception>
-#include <memory>
 
 namespace kelvara {
 
@@ -14,7 +13,7 @@ namespace {
 class Task : public QRunnable
 {
 public:
-    Task(const std::function<void()>& work, QSemaphore& done) : work(work), done(done)
+    Task(std::function<void()> work, QSemaphore& done) : work(std::move(work)), done(done)
     {
         setAutoDelete(false);
     }
@@ -25,42 +24,77 @@ public:
         } catch (...) {
             failure = std::current_exception();
         }
+        work = nullptr; // what the task captured goes now, not with the group
         done.release();
     }
     std::exception_ptr failure;
 
 private:
-    const std::function<void()>& work;
+    std::function<void()> work;
     QSemaphore& done;
 };
 
 } // namespace
 
-void runConcurrently(const std::vector<std::function<void()>>& tasks)
+struct TaskGroup::State
+{
+    QSemaphore done;
+    std::vector<std::unique_ptr<Task>> tasks;
+};
+
+TaskGroup::TaskGroup() : state(std::make_unique<State>()) {}
+
+TaskGroup::~TaskGroup()
+{
+    try {
+        wait();
+    } catch (...) {
+    }
+}
+
+void TaskGroup::start(std::function<void()> task)
+{
+    state->tasks.push_back(std::make_unique<Task>(std::move(task), state->done));
+    Task* t = state->tasks.back().get();
+    QThreadPool* pool = QThreadPool::globalInstance();
+    if (pool->maxThreadCount() < 2)
+        t->run(); // one core: no thread to wait for
+    else
+        pool->start(t);
+}
+
+void TaskGroup::wait()
 {
     QThreadPool* pool = QThreadPool::globalInstance();
-    if (tasks.size() < 2 || pool->maxThreadCount() < 2) {
-        for (const auto& task : tasks)
-            task();
+    for (const auto& t : state->tasks)
+        if (pool->tryTake(t.get()))
+            t->run();
+    state->done.acquire(int(state->tasks.size()));
+    std::exception_ptr failure;
+    for (const auto& t : state->tasks)
+        if (!failure && t->failure)
+            failure = t->failure;
+    state->tasks.clear();
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void runConcurrently(const std::vector<std::function<void()>>& tasks)
+{
+    if (tasks.empty())
         return;
+    TaskGroup group;
+    for (std::size_t i = 1; i < tasks.size(); ++i)
+        group.start(tasks[i]);
+    std::exception_ptr failure;
+    try {
+        tasks[0]();
+    } catch (...) {
+        failure = std::current_exception();
     }
-    QSemaphore done;
-    std::vector<std::unique_ptr<Task>> queued;
-    for (std::size_t i = 1; i < tasks.size(); ++i) {
-        queued.push_back(std::make_unique<Task>(tasks[i], done));
-        pool->start(queued.back().get());
-    }
-    Task first(tasks[0], done);
-    first.run();
-    for (const auto& task : queued)
-        if (pool->tryTake(task.get()))
-            task->run();
-    done.acquire(int(tasks.size()));
-    if (first.failure)
-        std::rethrow_exception(first.failure);
-    for (const auto& task : queued)
-        if (task->failure)
-            std::rethrow_exception(task->failure);
+    group.wait();
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 } // namespace kelvara
