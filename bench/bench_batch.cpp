@@ -1,8 +1,9 @@
 // The whole batch chain on the lesion sample with radius-100 disc smoothing on all three
 // modalities, PNG writing included; the per-stage wall times of the last run are reported as
 // counters (milliseconds). CPU time is that of the whole process, worker threads included.
+// threads:1 runs the modalities' transforms and smoothings one after the other.
 #include "BatchCase.h"
-#include "BenchSamples.h"
+#include "BenchSupport.h"
 
 #include <benchmark/benchmark.h>
 
@@ -10,6 +11,7 @@ namespace {
 
 void BM_BatchCaseRadius100(benchmark::State& state)
 {
+    const PoolSize threads(int(state.range(0)));
     QTemporaryDir dir;
     const QString project = heavyProject(dir);
     if (project.isEmpty()) {
@@ -30,7 +32,7 @@ void BM_BatchCaseRadius100(benchmark::State& state)
     for (auto it = timings.begin(); it != timings.end(); ++it)
         state.counters[it.key().toStdString()] = it.value().toDouble();
 }
-BENCHMARK(BM_BatchCaseRadius100)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->MinTime(3.0);
+BENCHMARK(BM_BatchCaseRadius100)->ArgName("threads")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->MinTime(3.0);
 
 } // namespace
 

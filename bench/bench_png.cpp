@@ -3,11 +3,9 @@
 // QImageWriter's PNG quality q is zlib level (100 - q) * 9 / 91: 100 stores, 80 is level 1,
 // 70 level 2, 60 level 3, 40 level 5, 0 level 9; -1 is Qt's default.
 #include "BatchCase.h"
-#include "BenchSamples.h"
+#include "BenchSupport.h"
 #include "FileAccess.h"
 #include "ImageEncoder.h"
-
-#include <QThreadPool>
 
 #include <benchmark/benchmark.h>
 
@@ -79,11 +77,8 @@ void BM_WriteCase(benchmark::State& state)
 {
     if (!haveImages(state))
         return;
-    const int threads = int(state.range(0));
+    const PoolSize threads(int(state.range(0)));
     const int quality = int(state.range(1));
-    QThreadPool* pool = QThreadPool::globalInstance();
-    const int poolSize = pool->maxThreadCount();
-    pool->setMaxThreadCount(threads);
     QTemporaryDir dir;
     for (auto _ : state) {
         kelvara::ImageEncoder encoder(QDir(dir.path()), "PNG", quality);
@@ -95,7 +90,6 @@ void BM_WriteCase(benchmark::State& state)
             break;
         }
     }
-    pool->setMaxThreadCount(poolSize);
 }
 BENCHMARK(BM_WriteCase)
     ->ArgNames({"threads", "quality"})

@@ -1,5 +1,4 @@
-// The heavy sample case of the batch benchmarks: the lesion project with radius-100 disc
-// smoothing on all three modalities, image paths made absolute.
+// What several benchmarks share: the heavy sample case and the size of the thread pool.
 #pragma once
 
 #include <QDir>
@@ -7,6 +6,27 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <QThreadPool>
+
+// The shared pool limited to n threads while this lives; with 1 every task runs on the calling
+// thread, one after the other, as before the pool was used.
+class PoolSize
+{
+public:
+    explicit PoolSize(int n) : previous(QThreadPool::globalInstance()->maxThreadCount())
+    {
+        QThreadPool::globalInstance()->setMaxThreadCount(n);
+    }
+    ~PoolSize() { QThreadPool::globalInstance()->setMaxThreadCount(previous); }
+    PoolSize(const PoolSize&) = delete;
+    PoolSize& operator=(const PoolSize&) = delete;
+
+private:
+    int previous;
+};
+
+// The heavy sample case of the batch benchmarks: the lesion project with radius-100 disc
+// smoothing on all three modalities, image paths made absolute.
 
 // The project written into dir; empty when the sample cannot be read or the copy written.
 inline QString heavyProject(const QTemporaryDir& dir)
