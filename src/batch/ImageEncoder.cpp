@@ -11,11 +11,13 @@ ImageEncoder::ImageEncoder(const QDir& dir, const char* format, int quality)
 
 void ImageEncoder::add(const QString& file, const QImage& image)
 {
-    items.push_back({dir.filePath(file), image, std::nullopt, QString()});
+    items.push_back({dir.filePath(file), image, false, QString()});
     Item& item = items.back();
     encoding.start([this, &item]() {
-        item.bytes = encodeImage(item.path, item.image, format, quality, &item.error);
+        const std::optional<QByteArray> bytes =
+            encodeImage(item.path, item.image, format, quality, &item.error);
         item.image = QImage(); // the pixels are no longer needed
+        item.written = bytes && writeFileAtomically(item.path, *bytes, &item.error);
     });
 }
 
@@ -23,12 +25,10 @@ bool ImageEncoder::writeAll(QString* error)
 {
     encoding.wait();
     for (const Item& item : items) {
-        if (!item.bytes) {
+        if (!item.written) {
             *error = item.error;
             return false;
         }
-        if (!writeFileAtomically(item.path, *item.bytes, error))
-            return false;
     }
     return true;
 }

@@ -8,13 +8,12 @@
 #include <QString>
 
 #include <deque>
-#include <optional>
 
 namespace kelvara {
 
-// Encodes a case's images on the thread pool from the moment each one is handed over, so that
-// encoding the first images overlaps the analysis that produces the next ones. Only writing the
-// files waits for the encoding.
+// Encodes and writes a case's images on the thread pool from the moment each one is handed
+// over, so that encoding the first images overlaps the analysis that produces the next ones, and
+// the waits for the disk (every atomic write syncs its file) overlap each other.
 class ImageEncoder
 {
 public:
@@ -22,8 +21,8 @@ public:
     ImageEncoder(const QDir& dir, const char* format, int quality);
 
     void add(const QString& file, const QImage& image);
-    // Waits for the encoding, then writes every file atomically in the order added. False, with
-    // *error naming the file and the reason, at the first one that cannot be encoded or written.
+    // Waits until every file is written (each atomically). False, with *error naming the file
+    // and the reason, for the first one in the order added that could not be encoded or written.
     bool writeAll(QString* error);
 
 private:
@@ -31,7 +30,7 @@ private:
     {
         QString path;
         QImage image;
-        std::optional<QByteArray> bytes;
+        bool written = false;
         QString error;
     };
 
