@@ -17,7 +17,8 @@ namespace kelvara {
 class ImageEncoder
 {
 public:
-    // Files go into dir; format and quality as QImageWriter takes them.
+    // Files go into dir, which must exist before the first add(); format and quality as
+    // QImageWriter takes them.
     ImageEncoder(const QDir& dir, const char* format, int quality);
 
     void add(const QString& file, const QImage& image);
