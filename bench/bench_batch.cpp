@@ -1,47 +1,17 @@
 // The whole batch chain on the lesion sample with radius-100 disc smoothing on all three
-// modalities, PNG writing included; the per-stage times of the last run are reported as
-// counters (milliseconds).
+// modalities, PNG writing included; the per-stage wall times of the last run are reported as
+// counters (milliseconds). CPU time is that of the whole process, worker threads included.
+// threads:1 runs the modalities' transforms and smoothings one after the other.
 #include "BatchCase.h"
-
-#include <QDir>
-#include <QFile>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
+#include "BenchSupport.h"
 
 #include <benchmark/benchmark.h>
 
 namespace {
 
-QString heavyProject(const QTemporaryDir& dir)
-{
-    const QString samples = QStringLiteral(KELVARA_SOURCE_DIR "/samples");
-    QFile in(samples + QStringLiteral("/lesion.kelvara"));
-    if (!in.open(QIODevice::ReadOnly))
-        return QString();
-    QJsonObject root = QJsonDocument::fromJson(in.readAll()).object();
-    for (const char* m : {"T2", "DWI", "ADC"}) {
-        QJsonObject image = root.value(QLatin1String(m)).toObject();
-        image.insert(QStringLiteral("Path"), QDir(samples).absoluteFilePath(
-                                                 image.value(QStringLiteral("Path")).toString()));
-        root.insert(QLatin1String(m), image);
-        const QString symKey = QLatin1String(m) + QStringLiteral("Sym");
-        QJsonObject sym = root.value(symKey).toObject();
-        QJsonObject filter = sym.value(QStringLiteral("Filter")).toObject();
-        filter.insert(QStringLiteral("Shape"), 1);
-        filter.insert(QStringLiteral("CircleRad"), 100);
-        sym.insert(QStringLiteral("Filter"), filter);
-        root.insert(symKey, sym);
-    }
-    const QString path = dir.filePath(QStringLiteral("lesion_r100.kelvara"));
-    QFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(QJsonDocument(root).toJson()) < 0)
-        return QString();
-    return path;
-}
-
 void BM_BatchCaseRadius100(benchmark::State& state)
 {
+    const PoolSize threads(int(state.range(0)));
     QTemporaryDir dir;
     const QString project = heavyProject(dir);
     if (project.isEmpty()) {
@@ -62,7 +32,7 @@ void BM_BatchCaseRadius100(benchmark::State& state)
     for (auto it = timings.begin(); it != timings.end(); ++it)
         state.counters[it.key().toStdString()] = it.value().toDouble();
 }
-BENCHMARK(BM_BatchCaseRadius100)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(3.0);
+BENCHMARK(BM_BatchCaseRadius100)->ArgName("threads")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->MinTime(3.0);
 
 } // namespace
 

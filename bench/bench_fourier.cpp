@@ -57,6 +57,37 @@ void BM_Filter(benchmark::State& state)
 }
 BENCHMARK(BM_Filter)->Unit(benchmark::kMillisecond)->MinTime(0.2);
 
+// "Display FFT", "Display treshold" and "Display result" of one image: each from its own
+// forward transform (separate:1, as every press did) or all three from one (separate:0). Fails
+// when the shared transform gives a single different bit.
+void BM_ThreeViews(benchmark::State& state)
+{
+    const bool separate = state.range(0) != 0;
+    const QImage image = aoiImage();
+    const kelvara::ThresholdWindow window{0.1, 0.4, 0.1, 0.4};
+    const auto parameters = kelvara::filterParameters({LowPass, 0.3, 0.5}, image.width());
+    for (auto _ : state) {
+        if (separate) {
+            benchmark::DoNotOptimize(kelvara::spectrumImage(image, true));
+            benchmark::DoNotOptimize(kelvara::spectrumThresholdValue(image, window));
+            benchmark::DoNotOptimize(kelvara::filteredImage(image, parameters));
+        } else {
+            kelvara::FourierViews views;
+            views.setImage(image);
+            benchmark::DoNotOptimize(views.spectrum(true));
+            benchmark::DoNotOptimize(views.threshold(window));
+            benchmark::DoNotOptimize(views.filtered(parameters));
+        }
+    }
+    kelvara::FourierViews views;
+    views.setImage(image);
+    if (views.spectrum(true) != kelvara::spectrumImage(image, true) ||
+        views.threshold(window) != kelvara::spectrumThresholdValue(image, window) ||
+        views.filtered(parameters) != kelvara::filteredImage(image, parameters))
+        state.SkipWithError("the shared transform gives other views");
+}
+BENCHMARK(BM_ThreeViews)->ArgName("separate")->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->MinTime(0.5);
+
 void BM_FilterMask(benchmark::State& state)
 {
     FourierEngine engine;

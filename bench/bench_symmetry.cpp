@@ -1,6 +1,7 @@
 // The "Filter symmetry" chain (raw symmetries of three modalities, then their smoothing) with
 // the kernels that cost most, and the direct weighted sum it replaces on the same input.
 
+#include "BenchSupport.h"
 #include "SymmetryEngine.h"
 #include "SymmetrySmoother.h"
 
@@ -67,8 +68,10 @@ void filterSymmetry(SymmetryEngine& engine, const Kernel& k, int approach)
                             k.radius);
 }
 
+// threads:1 smooths the three modalities one after the other, threads:2 two at a time.
 void BM_FilterSymmetry(benchmark::State& state, Kernel kernel, int approach)
 {
+    const PoolSize threads(int(state.range(0)));
     SymmetryEngine engine;
     engine.resize(kAoiWidth, kAoiHeight);
     for (auto _ : state) {
@@ -93,7 +96,7 @@ void BM_DirectReference(benchmark::State& state, Kernel kernel)
         s.prepareResult(0, 0);
     }
     const Case& in = input();
-    // Processor time of this process: the machine is shared, and both paths are single-threaded.
+    // Processor time of this process, worker threads included: the machine is shared.
     auto cpuSeconds = [] { return double(std::clock()) / CLOCKS_PER_SEC; };
     double directSeconds = 0.0;
     for (auto _ : state) {
@@ -136,13 +139,13 @@ void BM_DirectReference(benchmark::State& state, Kernel kernel)
 } // namespace
 
 BENCHMARK_CAPTURE(BM_FilterSymmetry, disc100_averageSymmetries, kDisc100, 0)
-    ->Unit(benchmark::kMillisecond);
+    ->ArgName("threads")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
 BENCHMARK_CAPTURE(BM_FilterSymmetry, disc100_averageImage, kDisc100, 1)
-    ->Unit(benchmark::kMillisecond);
+    ->ArgName("threads")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
 BENCHMARK_CAPTURE(BM_FilterSymmetry, rect100x100_averageSymmetries, kRect100, 0)
-    ->Unit(benchmark::kMillisecond);
+    ->ArgName("threads")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
 BENCHMARK_CAPTURE(BM_FilterSymmetry, rect100x100_averageImage, kRect100, 1)
-    ->Unit(benchmark::kMillisecond);
+    ->ArgName("threads")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
 BENCHMARK_CAPTURE(BM_DirectReference, disc100, kDisc100)
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);

@@ -2,6 +2,7 @@
 
 #include "FrequencyFilter.h"
 #include "Numeric.h"
+#include "Parallel.h"
 #include "ResultMatrix.h"
 #include "StoredControlTable.h"
 #include "SymmetryEngine.h"
@@ -62,14 +63,16 @@ int AnalysisChain::regionY0(const AOIImages& a)
 
 QImage AnalysisChain::spectrum(Modality m, const ControlValues& c) const
 {
-    const AOIImages images = aoi();
-    return spectrumImage(images.of(m), c.logarithmic[index(m)]);
+    FourierViews& views = fourier[std::size_t(index(m))];
+    views.setImage(aoi().of(m));
+    return views.spectrum(c.logarithmic[index(m)]);
 }
 
 double AnalysisChain::prepareThreshold(Modality m, const ControlValues& c)
 {
-    const AOIImages images = aoi();
-    const double value = spectrumThresholdValue(images.of(m), c.threshold[index(m)]);
+    FourierViews& views = fourier[std::size_t(index(m))];
+    views.setImage(aoi().of(m));
+    const double value = views.threshold(c.threshold[index(m)]);
     averages.of(m) = value;
     return value;
 }
@@ -82,7 +85,28 @@ QImage AnalysisChain::filtered(Modality m, const ControlValues& c) const
     // The message comes before the filtering, which then runs with the raised cut-off.
     if (p.showCutoffMessage && cutoffNotice)
         cutoffNotice();
-    return filteredImage(input, p);
+    FourierViews& views = fourier[std::size_t(index(m))];
+    views.setImage(input);
+    return views.filtered(p);
+}
+
+void AnalysisChain::prepareSpectra(const ControlValues& c)
+{
+    const AOIImages images = aoi();
+    std::vector<std::function<void()>> tasks;
+    for (Modality m : kModalities) {
+        // Each task touches only its modality's views.
+        tasks.push_back([this, &images, &c, m]() {
+            const int i = index(m);
+            const QImage& input = images.of(m);
+            FourierViews& views = fourier[std::size_t(i)];
+            views.setImage(input);
+            views.spectrum(c.logarithmic[i]);
+            views.threshold(c.threshold[i]);
+            views.filtered(filterParameters(c.filter[i], input.width()));
+        });
+    }
+    runConcurrently(tasks);
 }
 
 std::array<QImage, 3> AnalysisChain::symmetryInputs(const ControlValues& c) const
@@ -108,6 +132,11 @@ void AnalysisChain::rawSymmetries(const ControlValues& c)
 void AnalysisChain::smoothSymmetries(const ControlValues& c)
 {
     rawSymmetries(c);
+    smoothRawSymmetries(c);
+}
+
+void AnalysisChain::smoothRawSymmetries(const ControlValues& c)
+{
     const SymmetryControls& t2 = c.symmetry[0];
     const SymmetryControls& dwi = c.symmetry[1];
     const SymmetryControls& adc = c.symmetry[2];
@@ -162,6 +191,11 @@ MaskInputs AnalysisChain::prepareMasks(ControlValues& c)
 void AnalysisChain::product(const ControlValues& c)
 {
     smoothSymmetries(c);
+    productOfSmoothed(c);
+}
+
+void AnalysisChain::productOfSmoothed(const ControlValues& c)
+{
     productMatrix.resize(engine.t2Smoother().resultRows(), engine.t2Smoother().resultCols());
     const double* const* results[3] = {engine.t2SmoothResult(), engine.dwiSmoothResult(),
                                        engine.adcSmoothResult()};
@@ -174,6 +208,11 @@ SolutionStatistics AnalysisChain::solution(ControlValues& c)
 {
     smoothSymmetries(c);
     prepareMasks(c);
+    return solutionOfPlanes(c);
+}
+
+SolutionStatistics AnalysisChain::solutionOfPlanes(ControlValues& c)
+{
     const int w = engine.t2Smoother().resultRows();
     const int h = engine.t2Smoother().resultCols();
     solutionMatrix.resize(w, h);

@@ -2,6 +2,7 @@
 
 #include "CaseImages.h"
 #include "ControlValues.h"
+#include "FrequencyFilter.h"
 #include "Modality.h"
 
 #include <QImage>
@@ -42,7 +43,7 @@ struct SolutionStatistics {
 // The analysis chain of the product, written once: the window's slots and the batch tool call
 // it with the values of the controls and show what it computed. Every operation recomputes its
 // whole input chain from those values; only the AOI images are cached (by whoever provides
-// them). Where the window's controls would change as a side effect (automatic interval bounds),
+// them), and the Fourier views of an unchanged AOI image with unchanged parameters. Where the window's controls would change as a side effect (automatic interval bounds),
 // the chain writes the new value into the ControlValues it was given, limited and rounded as
 // the receiving control does; the caller puts it back into the control.
 class AnalysisChain
@@ -61,6 +62,9 @@ public:
     QImage spectrum(Modality m, const ControlValues& c) const;
     double prepareThreshold(Modality m, const ControlValues& c);
     QImage filtered(Modality m, const ControlValues& c) const;
+    // Computes all three Fourier views of the three modalities at once (one thread each where
+    // there are cores), so that the calls above are answered without another transform.
+    void prepareSpectra(const ControlValues& c);
 
     // The symmetry inputs: each AOI image, or its filtered image where the modality's symmetry
     // input says "FFT filtered image" (T2, DWI, ADC in this order).
@@ -68,6 +72,8 @@ public:
     void rawSymmetries(const ControlValues& c);
     // Raw symmetries, then the smoothing of all three modalities.
     void smoothSymmetries(const ControlValues& c);
+    // The smoothing alone, of the raw symmetries the engine holds.
+    void smoothRawSymmetries(const ControlValues& c);
 
     // Masks of DWI and ADC with their automatic bounds (DWI lower, ADC upper), which are
     // written back into c.dwiMask.left / c.adcMask.right.
@@ -75,10 +81,16 @@ public:
 
     // The amplified product of the checked smooth symmetries.
     void product(const ControlValues& c);
+    // The same of the smooth symmetries the engine holds, for a caller that has just run
+    // smoothSymmetries with these values.
+    void productOfSmoothed(const ControlValues& c);
 
     // The solution of the listed images and masks, its interval (the automatic minimum is
     // written back into c.resultMin) and statistics.
     SolutionStatistics solution(ControlValues& c);
+    // The same of the smooth symmetries and masks the engine holds, for a caller that has just
+    // run smoothSymmetries and then prepareMasks with these values.
+    SolutionStatistics solutionOfPlanes(ControlValues& c);
 
     // On the current solution: 8-connected suspicious areas below the small-area threshold
     // dropped, the verdict from the pixels kept.
@@ -100,6 +112,7 @@ private:
     IntervalBases& averages;
     AOIProvider aoi;
     CutoffNotice cutoffNotice;
+    mutable std::array<FourierViews, 3> fourier;
 };
 
 } // namespace kelvara

@@ -24,6 +24,7 @@
 #include <cmath>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -230,7 +231,9 @@ bool loadCase(const QString& projectPath, const BatchOptions& options, LoadedCas
     return recordProvenance(options, loaded, error);
 }
 
-// Every analysis button in the window's order; the images each one shows are collected.
+// Every analysis button in the window's order; the images each one shows are collected. A
+// button recomputes what the buttons before it computed; here each step is computed once and
+// the later ones use it (raw symmetries before the masks, whose region planes they overwrite).
 void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTimer& timer,
                  const std::function<void(const QString&)>& note)
 {
@@ -242,14 +245,15 @@ void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTim
     timer.lap("aoi");
 
     IntervalBases bases;
-    Modality filtering = Modality::T2;
+    // Each modality's raised cut-off is told once, when its filter is first shown.
+    std::optional<Modality> filtering;
     AnalysisChain chain(
         engine, *a.product, *a.solution, *a.nonMasked, bases, [&aoi]() { return aoi; },
         [&]() {
-            if (note)
+            if (note && filtering)
                 note(QStringLiteral("%1: %2 filter: second cut-off must be greater than the first; "
                                     "cutoff2 = cutoff1 + 0.1 used")
-                         .arg(out.name, QString::fromLatin1(modalityName(filtering))));
+                         .arg(out.name, QString::fromLatin1(modalityName(*filtering))));
         });
 
     std::vector<NamedImage>& images = a.images;
@@ -259,6 +263,7 @@ void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTim
             {QStringLiteral("%1_aoi.png").arg(QLatin1String(lower[int(m)])), aoi.of(m)});
 
     // "Display FFT", "Display treshold", "Display result" of each modality.
+    chain.prepareSpectra(c);
     for (Modality m : kModalities) {
         const QString prefix = QLatin1String(lower[int(m)]);
         images.push_back({prefix + QStringLiteral("_spectrum.png"), chain.spectrum(m, c)});
@@ -266,7 +271,20 @@ void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTim
         filtering = m;
         images.push_back({prefix + QStringLiteral("_filtered.png"), chain.filtered(m, c)});
     }
+    filtering.reset();
     timer.lap("fourier");
+
+    chain.rawSymmetries(c);
+    images.push_back({QStringLiteral("t2_raw_symmetry.png"), engine.t2RawSymmetryImage()});
+    images.push_back({QStringLiteral("dwi_raw_symmetry.png"), engine.dwiRawSymmetryImage()});
+    images.push_back({QStringLiteral("adc_raw_symmetry.png"), engine.adcRawSymmetryImage()});
+    timer.lap("rawSymmetry");
+
+    chain.smoothRawSymmetries(c);
+    images.push_back({QStringLiteral("t2_smooth_symmetry.png"), engine.t2SmoothImage()});
+    images.push_back({QStringLiteral("dwi_smooth_symmetry.png"), engine.dwiSmoothImage()});
+    images.push_back({QStringLiteral("adc_smooth_symmetry.png"), engine.adcSmoothImage()});
+    timer.lap("smoothSymmetry");
 
     // "Recalculate mask": the automatic bounds stay in c, as in the spin boxes.
     chain.prepareMasks(c);
@@ -280,24 +298,12 @@ void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTim
     a.maskAverages.insert(QStringLiteral("ADCMask"), number(engine.adcMaskAverage()));
     timer.lap("masks");
 
-    chain.rawSymmetries(c);
-    images.push_back({QStringLiteral("t2_raw_symmetry.png"), engine.t2RawSymmetryImage()});
-    images.push_back({QStringLiteral("dwi_raw_symmetry.png"), engine.dwiRawSymmetryImage()});
-    images.push_back({QStringLiteral("adc_raw_symmetry.png"), engine.adcRawSymmetryImage()});
-    timer.lap("rawSymmetry");
-
-    chain.smoothSymmetries(c);
-    images.push_back({QStringLiteral("t2_smooth_symmetry.png"), engine.t2SmoothImage()});
-    images.push_back({QStringLiteral("dwi_smooth_symmetry.png"), engine.dwiSmoothImage()});
-    images.push_back({QStringLiteral("adc_smooth_symmetry.png"), engine.adcSmoothImage()});
-    timer.lap("smoothSymmetry");
-
-    chain.product(c);
+    chain.productOfSmoothed(c);
     images.push_back({QStringLiteral("product.png"), a.product->toGrayImage()});
     timer.lap("product");
 
     // "Determine image pathology": "Calculate" first, then the areas and the verdict.
-    out.statistics = chain.solution(c);
+    out.statistics = chain.solutionOfPlanes(c);
     images.push_back({QStringLiteral("solution_overlay.png"),
                       composeOverlay(aoi.t2, a.solution->intervalImage())});
     timer.lap("solution");

@@ -172,12 +172,12 @@ bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* 
     return true;
 }
 
-bool writeImageAtomically(const QString& path, const QImage& image, const char* format,
-                          int quality, QString* error)
+std::optional<QByteArray> encodeImage(const QString& path, const QImage& image, const char* format,
+                                      int quality, QString* error)
 {
     if (image.isNull()) {
         set(error, QStringLiteral("cannot write %1: there is no image to save").arg(quoted(path)));
-        return false;
+        return std::nullopt;
     }
     QByteArray bytes;
     QBuffer buffer(&bytes);
@@ -186,9 +186,16 @@ bool writeImageAtomically(const QString& path, const QImage& image, const char* 
     writer.setQuality(quality);
     if (!writer.write(image)) {
         set(error, QStringLiteral("cannot write %1: %2").arg(quoted(path), writer.errorString()));
-        return false;
+        return std::nullopt;
     }
-    return writeFileAtomically(path, bytes, error);
+    return bytes;
+}
+
+bool writeImageAtomically(const QString& path, const QImage& image, const char* format,
+                          int quality, QString* error)
+{
+    const std::optional<QByteArray> bytes = encodeImage(path, image, format, quality, error);
+    return bytes && writeFileAtomically(path, *bytes, error);
 }
 
 QString createStagingFolder(const QString& parent, QString* error)

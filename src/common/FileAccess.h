@@ -39,7 +39,11 @@ std::optional<QString> sha256OfFile(const QString& path, qint64 maxSize, QString
 bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error);
 
 // The image encoded in memory (format as QImageWriter names it, e.g. "PNG"; quality as
-// QImageWriter takes it), then written as writeFileAtomically writes.
+// QImageWriter takes it); nothing, with *error naming path, when it cannot be encoded.
+std::optional<QByteArray> encodeImage(const QString& path, const QImage& image, const char* format,
+                                      int quality, QString* error);
+
+// encodeImage, then written as writeFileAtomically writes.
 bool writeImageAtomically(const QString& path, const QImage& image, const char* format,
                           int quality, QString* error);
 

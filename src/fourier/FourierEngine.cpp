@@ -30,10 +30,10 @@ template <typename Pred> std::int64_t firstTrue(std::int64_t limit, Pred pred)
     return lo;
 }
 
-// The complex matrix of the transforms, kept per thread from one engine to the next: a press
+// The complex matrix the filter works in, kept per thread from one engine to the next: a press
 // then reuses memory that the previous one already touched instead of faulting in 2 MB of
-// fresh pages, which can cost more than the transform itself. Only memory is kept; every
-// element is written before it is read, and no result refers to it.
+// fresh pages. Only memory is kept; every element is written before it is read, and no result
+// refers to it.
 cv::Mat& transformBuffer()
 {
     static thread_local cv::Mat buffer;
@@ -74,6 +74,8 @@ FourierEngine::FourierEngine()
 void FourierEngine::setImage(QImage image)
 {
     inputMatrix.release();
+    forward.release();
+    forwardMagnitude.release();
     if (image.isNull())
         return;
     // The analysis images are Format_Grayscale8; anything else is brought to grey levels
@@ -99,22 +101,30 @@ void FourierEngine::setImage(QImage image)
     bytes.convertTo(topLeft, CV_32F, 1, 0);
 }
 
-cv::Mat FourierEngine::forwardTransform() const
+const cv::Mat& FourierEngine::forwardTransform() const
 {
+    if (!forward.empty())
+        return forward;
     // The complex input (real part the image, imaginary part zero) is written straight into
-    // the buffer and transformed in place, without a zero plane and a merge.
-    cv::Mat& spectrum = transformBuffer();
-    spectrum.create(inputMatrix.size(), CV_32FC2);
+    // the matrix and transformed in place, without a zero plane and a merge.
+    forward.create(inputMatrix.size(), CV_32FC2);
     for (int y = 0; y < inputMatrix.rows; ++y) {
         const float* in = inputMatrix.ptr<float>(y);
-        float* out = spectrum.ptr<float>(y);
+        float* out = forward.ptr<float>(y);
         for (int x = 0; x < inputMatrix.cols; ++x) {
             out[2 * x] = in[x];
             out[2 * x + 1] = 0.0f;
         }
     }
-    cv::dft(spectrum, spectrum, cv::DFT_COMPLEX_OUTPUT);
-    return spectrum;
+    cv::dft(forward, forward, cv::DFT_COMPLEX_OUTPUT);
+    return forward;
+}
+
+const cv::Mat& FourierEngine::magnitude() const
+{
+    if (forwardMagnitude.empty())
+        forwardMagnitude = magnitudeOf(forwardTransform());
+    return forwardMagnitude;
 }
 
 cv::Mat FourierEngine::magnitudeOf(const cv::Mat& complex)
@@ -135,23 +145,21 @@ void FourierEngine::computeSpectrum()
     outputMatrix.release();
     if (inputMatrix.empty())
         return;
-    cv::Mat spectrum = forwardTransform();
-    cv::Mat shown = magnitudeOf(spectrum);
-    double scale = 1.0;
-    if (logarithmic) {
-        // No "+1": a zero magnitude is minus infinity and saturates to black.
-        cv::log(shown, shown);
-        scale = 20.0;
+    if (!logarithmic) {
+        magnitude().convertTo(outputMatrix, CV_8U, 1.0, 0);
+        return;
     }
-    shown.convertTo(outputMatrix, CV_8U, scale, 0);
+    // No "+1": a zero magnitude is minus infinity and saturates to black.
+    cv::Mat logged;
+    cv::log(magnitude(), logged);
+    logged.convertTo(outputMatrix, CV_8U, 20.0, 0);
 }
 
 double FourierEngine::spectrumThreshold(double xMin, double xMax, double yMin, double yMax) const
 {
     if (inputMatrix.empty())
         return std::numeric_limits<double>::quiet_NaN();
-    cv::Mat spectrum = forwardTransform();
-    const cv::Mat m = magnitudeOf(spectrum);
+    const cv::Mat& m = magnitude();
 
     const int rows = m.rows, cols = m.cols;
     const int hr = rows / 2, hc = cols / 2;
@@ -256,7 +264,9 @@ void FourierEngine::applyFilter()
     outputMatrix.release();
     if (inputMatrix.empty())
         return;
-    cv::Mat spectrum = forwardTransform();
+    // The filter works on a copy: the transform stays for the other views of this image.
+    cv::Mat& spectrum = transformBuffer();
+    forwardTransform().copyTo(spectrum);
     shiftQuadrants(spectrum);
     cv::mulSpectrums(spectrum, filterMask, spectrum, 0, false);
     unshiftQuadrants(spectrum);

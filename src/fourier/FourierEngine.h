@@ -6,9 +6,9 @@
 
 #include <opencv2/core.hpp>
 
-// The matrices of one Fourier computation. A slot creates one on the stack, feeds it an AOI
-// image, runs one operation, takes the image out and throws the engine away: nothing here
-// outlives a button press.
+// The matrices of the Fourier computations of one image. The forward transform and its
+// magnitude are computed once per image and shared by the spectrum, the threshold and the
+// filter, which all start from them.
 class FourierEngine
 {
 public:
@@ -49,7 +49,9 @@ public:
     const cv::Mat& mask() const { return filterMask; }
 
 private:
-    cv::Mat forwardTransform() const;
+    // The forward transform of the input (computed on first use) and its magnitude.
+    const cv::Mat& forwardTransform() const;
+    const cv::Mat& magnitude() const;
     // cv::magnitude of the real and imaginary planes of a CV_32FC2 matrix.
     static cv::Mat magnitudeOf(const cv::Mat& complex);
 
@@ -59,5 +61,7 @@ private:
     cv::Mat filterMask;   // CV_32FC2, the size of inputMatrix
     cv::Mat inputMatrix;  // CV_32F
     cv::Mat outputMatrix; // CV_8U
+    mutable cv::Mat forward;          // CV_32FC2; empty until first needed
+    mutable cv::Mat forwardMagnitude; // CV_32F; empty until first needed
     bool logarithmic;
 };

@@ -19,31 +19,78 @@ FilterParameters filterParameters(const FrequencyFilter& controls, int imageWidt
     return p;
 }
 
+FourierViews::FourierViews() : engine(std::make_unique<FourierEngine>()) {}
+
+FourierViews::~FourierViews() = default;
+
+void FourierViews::setImage(const QImage& aoiImage)
+{
+    if (!image.isNull() && aoiImage.cacheKey() == image.cacheKey())
+        return;
+    image = aoiImage;
+    engine->setImage(aoiImage);
+    hasSpectrum = hasThreshold = hasFiltered = false;
+}
+
+QImage FourierViews::spectrum(bool logarithmic)
+{
+    if (!hasSpectrum || spectrumLogarithmic != logarithmic) {
+        engine->setLogarithmic(logarithmic);
+        engine->computeSpectrum();
+        spectrumResult = engine->outputImage();
+        spectrumLogarithmic = logarithmic;
+        hasSpectrum = true;
+    }
+    return spectrumResult;
+}
+
+double FourierViews::threshold(const ThresholdWindow& window)
+{
+    const ThresholdWindow& w = thresholdWindow;
+    if (!hasThreshold || w.xMin != window.xMin || w.xMax != window.xMax ||
+        w.yMin != window.yMin || w.yMax != window.yMax) {
+        thresholdResult = engine->spectrumThreshold(window.xMin, window.xMax, window.yMin, window.yMax);
+        thresholdWindow = window;
+        hasThreshold = true;
+    }
+    return thresholdResult;
+}
+
+QImage FourierViews::filtered(const FilterParameters& parameters)
+{
+    // The engine reads nothing else of the parameters.
+    if (!hasFiltered || filter.type != parameters.type || filter.radius1 != parameters.radius1 ||
+        filter.radius2 != parameters.radius2) {
+        engine->setFirstRadius(parameters.radius1);
+        engine->setSecondRadius(parameters.radius2);
+        engine->setFilterType(parameters.type);
+        engine->applyFilter();
+        filteredResult = engine->outputImage();
+        filter = parameters;
+        hasFiltered = true;
+    }
+    return filteredResult;
+}
+
 QImage filteredImage(const QImage& aoiImage, const FilterParameters& parameters)
 {
-    FourierEngine engine;
-    engine.setFirstRadius(parameters.radius1);
-    engine.setSecondRadius(parameters.radius2);
-    engine.setFilterType(parameters.type);
-    engine.setImage(aoiImage);
-    engine.applyFilter();
-    return engine.outputImage();
+    FourierViews views;
+    views.setImage(aoiImage);
+    return views.filtered(parameters);
 }
 
 QImage spectrumImage(const QImage& aoiImage, bool logarithmic)
 {
-    FourierEngine engine;
-    engine.setImage(aoiImage);
-    engine.setLogarithmic(logarithmic);
-    engine.computeSpectrum();
-    return engine.outputImage();
+    FourierViews views;
+    views.setImage(aoiImage);
+    return views.spectrum(logarithmic);
 }
 
 double spectrumThresholdValue(const QImage& aoiImage, const ThresholdWindow& window)
 {
-    FourierEngine engine;
-    engine.setImage(aoiImage);
-    return engine.spectrumThreshold(window.xMin, window.xMax, window.yMin, window.yMax);
+    FourierViews views;
+    views.setImage(aoiImage);
+    return views.threshold(window);
 }
 
 } // namespace kelvara

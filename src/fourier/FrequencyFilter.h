@@ -4,6 +4,10 @@
 
 #include <QImage>
 
+#include <memory>
+
+class FourierEngine;
+
 // The Fourier buttons without the window: the main window and the batch tool both call these,
 // so a slot only reads its controls, shows what these return and, for the filter, the
 // cut-off message.
@@ -31,6 +35,35 @@ FilterParameters filterParameters(const FrequencyFilter& controls, int imageWidt
 
 // The filtered image (Format_Grayscale8, padded size); null for a null image.
 QImage filteredImage(const QImage& aoiImage, const FilterParameters& parameters);
+
+// The three Fourier views of one AOI image ("Display FFT", "Display treshold", "Display
+// result"), all from one forward transform. Each view's last result is kept, so asking again
+// with the same image and parameters costs nothing. The image counts as the same while its
+// QImage::cacheKey is, which changes with every change to its pixels.
+class FourierViews
+{
+public:
+    FourierViews();
+    ~FourierViews();
+    FourierViews(const FourierViews&) = delete;
+    FourierViews& operator=(const FourierViews&) = delete;
+
+    // Forgets every result when aoiImage is not the image of the last call.
+    void setImage(const QImage& aoiImage);
+    QImage spectrum(bool logarithmic);
+    double threshold(const ThresholdWindow& window);
+    QImage filtered(const FilterParameters& parameters);
+
+private:
+    std::unique_ptr<FourierEngine> engine;
+    QImage image; // a shallow copy: its key cannot be reused while it is held
+    bool hasSpectrum = false, hasThreshold = false, hasFiltered = false;
+    bool spectrumLogarithmic = false;
+    ThresholdWindow thresholdWindow;
+    FilterParameters filter;
+    QImage spectrumResult, filteredResult;
+    double thresholdResult = 0.0;
+};
 
 // The magnitude spectrum as shown by "Display FFT".
 QImage spectrumImage(const QImage& aoiImage, bool logarithmic);

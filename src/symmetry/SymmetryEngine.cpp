@@ -1,5 +1,6 @@
 #include "SymmetryEngine.h"
 
+#include "Parallel.h"
 #include "PlaneImage.h"
 
 #include <algorithm>
@@ -226,12 +227,17 @@ void SymmetryEngine::smoothSymmetries(int t2Approach, int dwiApproach, int adcAp
     setKernel(m_dwiSmoother, dwiShape, dwiX, dwiY, dwiRadius);
     setKernel(m_adcSmoother, adcShape, adcX, adcY, adcRadius);
 
-    m_t2Smoother.smooth(static_cast<SmoothingApproach>(t2Approach), m_t2Region.columns(),
-                        m_t2RawSymmetry.columns(), m_regionWidth, m_regionHeight, stepX, stepY);
-    m_dwiSmoother.smooth(static_cast<SmoothingApproach>(dwiApproach), m_dwiRegion.columns(),
-                         m_dwiRawSymmetry.columns(), m_regionWidth, m_regionHeight, stepX, stepY);
-    m_adcSmoother.smooth(static_cast<SmoothingApproach>(adcApproach), m_adcRegion.columns(),
-                         m_adcRawSymmetry.columns(), m_regionWidth, m_regionHeight, stepX, stepY);
+    // Each smoother reads its own planes and writes only its own result.
+    auto smoothing = [this, stepX, stepY](SymmetrySmoother& smoother, int approach,
+                                          const kelvara::Plane& region, const kelvara::Plane& raw) {
+        return [this, stepX, stepY, &smoother, approach, &region, &raw]() {
+            smoother.smooth(static_cast<SmoothingApproach>(approach), region.columns(),
+                            raw.columns(), m_regionWidth, m_regionHeight, stepX, stepY);
+        };
+    };
+    kelvara::runConcurrently({smoothing(m_t2Smoother, t2Approach, m_t2Region, m_t2RawSymmetry),
+                              smoothing(m_dwiSmoother, dwiApproach, m_dwiRegion, m_dwiRawSymmetry),
+                              smoothing(m_adcSmoother, adcApproach, m_adcRegion, m_adcRawSymmetry)});
 }
 
 QImage SymmetryEngine::t2RawSymmetryImage() const

@@ -79,6 +79,32 @@ private slots:
         QVERIFY(std::abs(kelvara::spectrumThresholdValue(uniform, {0.01, 1, 0, 1}) - 1.0) < 1e-6);
         QVERIFY(std::abs(kelvara::spectrumThresholdValue(uniform, {0, 1, 0.01, 1}) - 1.0) < 1e-6);
     }
+
+    // One FourierViews asked in turn for every view with changing parameters, and with the
+    // image changed in place, answers exactly as a fresh computation: no result is kept past a
+    // change it depends on, and the filter does not disturb the shared transform.
+    void fourierViewsFollowEveryChange()
+    {
+        QImage image(512, 512, QImage::Format_Grayscale8);
+        for (int y = 0; y < 512; ++y)
+            for (int x = 0; x < 512; ++x)
+                image.scanLine(y)[x] = uchar((x * 7 + y * 13 + (x * y) % 31) % 256);
+        const FilterParameters low = kelvara::filterParameters({LowPass, 0.2, 0.5}, 512);
+        const FilterParameters band = kelvara::filterParameters({BandPass, 0.2, 0.5}, 512);
+        const kelvara::ThresholdWindow narrow{0.1, 0.4, 0.1, 0.4}, wide{0.0, 0.9, 0.1, 0.4};
+        kelvara::FourierViews views;
+        for (int step = 0; step < 3; ++step) {
+            if (step == 2)
+                image.scanLine(300)[200] ^= 0xFF; // the same QImage, other pixels
+            views.setImage(image);
+            for (const FilterParameters& p : {low, band, low})
+                QCOMPARE(views.filtered(p), kelvara::filteredImage(image, p));
+            for (bool logarithmic : {true, false})
+                QCOMPARE(views.spectrum(logarithmic), kelvara::spectrumImage(image, logarithmic));
+            for (const kelvara::ThresholdWindow& w : {narrow, wide, narrow})
+                QCOMPARE(views.threshold(w), kelvara::spectrumThresholdValue(image, w));
+        }
+    }
 };
 
 QTEST_GUILESS_MAIN(TestFrequencyFilter)

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Parallel.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QImage>
+#include <QString>
+
+#include <deque>
+
+namespace kelvara {
+
+// Encodes and writes a case's images on the thread pool from the moment each one is handed
+// over, so that encoding the first images overlaps the analysis that produces the next ones, and
+// the waits for the disk (every atomic write syncs its file) overlap each other.
+class ImageEncoder
+{
+public:
+    // Files go into dir, which must exist before the first add(); format and quality as
+    // QImageWriter takes them.
+    ImageEncoder(const QDir& dir, const char* format, int quality);
+
+    void add(const QString& file, const QImage& image);
+    // Waits until every file is written (each atomically). False, with *error naming the file
+    // and the reason, for the first one in the order added that could not be encoded or written.
+    bool writeAll(QString* error);
+
+private:
+    struct Item
+    {
+        QString path;
+        QImage image;
+        bool written = false;
+        QString error;
+    };
+
+    QDir dir;
+    const char* format;
+    int quality;
+    std::deque<Item> items; // a deque keeps each item in place while encoders write into it
+    TaskGroup encoding;     // after items: destroyed first, so no encoder outlives its item
+};
+
+} // namespace kelvara
