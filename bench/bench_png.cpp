@@ -26,7 +26,7 @@ const std::vector<NamedImage>& caseImages()
         QTemporaryDir dir;
         kelvara::BatchOptions options;
         options.outDir = dir.filePath(QStringLiteral("out"));
-        const kelvara::CaseOutcome outcome = kelvara::runBatchCase(heavyProject(dir), options);
+        const kelvara::CaseOutcome outcome = kelvara::runBatchCase(heavyProject(dir), QStringLiteral("case"), options);
         if (!outcome.ok())
             return read;
         const QDir caseDir(QDir(options.outDir).filePath(outcome.name));

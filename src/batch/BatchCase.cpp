@@ -3,6 +3,7 @@
 #include "CaseImages.h"
 #include "ControlFile.h"
 #include "FileAccess.h"
+#include "ImageEncoder.h"
 #include "KelvaraVersion.h"
 #include "NpyFile.h"
 #include "Numeric.h"
@@ -118,12 +119,6 @@ bool loadImage(const QString& projectPath, Modality m, const ImageSource& source
     return false;
 }
 
-struct NamedImage
-{
-    QString file;
-    QImage image;
-};
-
 struct NamedPlane
 {
     QString file;
@@ -206,7 +201,6 @@ struct CaseAnalysis
     std::unique_ptr<ResultMatrix> product = std::make_unique<ResultMatrix>();
     std::unique_ptr<ResultMatrix> solution = std::make_unique<ResultMatrix>();
     std::unique_ptr<ResultMatrix> nonMasked = std::make_unique<ResultMatrix>();
-    std::vector<NamedImage> images;
     QJsonObject thresholds, maskAverages, intervals;
 };
 
@@ -231,11 +225,12 @@ bool loadCase(const QString& projectPath, const BatchOptions& options, LoadedCas
     return recordProvenance(options, loaded, error);
 }
 
-// Every analysis button in the window's order; the images each one shows are collected. A
+// Every analysis button in the window's order; the images each one shows go to the encoder as
+// they are made, so that writing them overlaps the rest of the analysis. A
 // button recomputes what the buttons before it computed; here each step is computed once and
 // the later ones use it (raw symmetries before the masks, whose region planes they overwrite).
 void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTimer& timer,
-                 const std::function<void(const QString&)>& note)
+                 const std::function<void(const QString&)>& note, ImageEncoder& encoder)
 {
     ControlValues& c = loaded.controls;
     SymmetryEngine& engine = *a.engine;
@@ -256,42 +251,40 @@ void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTim
                          .arg(out.name, QString::fromLatin1(modalityName(*filtering))));
         });
 
-    std::vector<NamedImage>& images = a.images;
     const char* lower[] = {"t2", "dwi", "adc"};
     for (Modality m : kModalities)
-        images.push_back(
-            {QStringLiteral("%1_aoi.png").arg(QLatin1String(lower[int(m)])), aoi.of(m)});
+        encoder.add(QStringLiteral("%1_aoi.png").arg(QLatin1String(lower[int(m)])), aoi.of(m));
 
     // "Display FFT", "Display treshold", "Display result" of each modality.
     chain.prepareSpectra(c);
     for (Modality m : kModalities) {
         const QString prefix = QLatin1String(lower[int(m)]);
-        images.push_back({prefix + QStringLiteral("_spectrum.png"), chain.spectrum(m, c)});
+        encoder.add(prefix + QStringLiteral("_spectrum.png"), chain.spectrum(m, c));
         a.thresholds.insert(QLatin1String(modalityName(m)), number(chain.prepareThreshold(m, c)));
         filtering = m;
-        images.push_back({prefix + QStringLiteral("_filtered.png"), chain.filtered(m, c)});
+        encoder.add(prefix + QStringLiteral("_filtered.png"), chain.filtered(m, c));
     }
     filtering.reset();
     timer.lap("fourier");
 
     chain.rawSymmetries(c);
-    images.push_back({QStringLiteral("t2_raw_symmetry.png"), engine.t2RawSymmetryImage()});
-    images.push_back({QStringLiteral("dwi_raw_symmetry.png"), engine.dwiRawSymmetryImage()});
-    images.push_back({QStringLiteral("adc_raw_symmetry.png"), engine.adcRawSymmetryImage()});
+    encoder.add(QStringLiteral("t2_raw_symmetry.png"), engine.t2RawSymmetryImage());
+    encoder.add(QStringLiteral("dwi_raw_symmetry.png"), engine.dwiRawSymmetryImage());
+    encoder.add(QStringLiteral("adc_raw_symmetry.png"), engine.adcRawSymmetryImage());
     timer.lap("rawSymmetry");
 
     chain.smoothRawSymmetries(c);
-    images.push_back({QStringLiteral("t2_smooth_symmetry.png"), engine.t2SmoothImage()});
-    images.push_back({QStringLiteral("dwi_smooth_symmetry.png"), engine.dwiSmoothImage()});
-    images.push_back({QStringLiteral("adc_smooth_symmetry.png"), engine.adcSmoothImage()});
+    encoder.add(QStringLiteral("t2_smooth_symmetry.png"), engine.t2SmoothImage());
+    encoder.add(QStringLiteral("dwi_smooth_symmetry.png"), engine.dwiSmoothImage());
+    encoder.add(QStringLiteral("adc_smooth_symmetry.png"), engine.adcSmoothImage());
     timer.lap("smoothSymmetry");
 
     // "Recalculate mask": the automatic bounds stay in c, as in the spin boxes.
     chain.prepareMasks(c);
-    images.push_back({QStringLiteral("dwi_mask.png"), engine.dwiMaskImage()});
-    images.push_back({QStringLiteral("dwi_symmetric_mask.png"), engine.dwiSymmetricMaskImage()});
-    images.push_back({QStringLiteral("adc_mask.png"), engine.adcMaskImage()});
-    images.push_back({QStringLiteral("adc_symmetric_mask.png"), engine.adcSymmetricMaskImage()});
+    encoder.add(QStringLiteral("dwi_mask.png"), engine.dwiMaskImage());
+    encoder.add(QStringLiteral("dwi_symmetric_mask.png"), engine.dwiSymmetricMaskImage());
+    encoder.add(QStringLiteral("adc_mask.png"), engine.adcMaskImage());
+    encoder.add(QStringLiteral("adc_symmetric_mask.png"), engine.adcSymmetricMaskImage());
     a.maskAverages.insert(QStringLiteral("DWIImage"), number(engine.dwiImageAverage()));
     a.maskAverages.insert(QStringLiteral("DWIMask"), number(engine.dwiMaskAverage()));
     a.maskAverages.insert(QStringLiteral("ADCImage"), number(engine.adcImageAverage()));
@@ -299,18 +292,18 @@ void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTim
     timer.lap("masks");
 
     chain.productOfSmoothed(c);
-    images.push_back({QStringLiteral("product.png"), a.product->toGrayImage()});
+    encoder.add(QStringLiteral("product.png"), a.product->toGrayImage());
     timer.lap("product");
 
     // "Determine image pathology": "Calculate" first, then the areas and the verdict.
     out.statistics = chain.solutionOfPlanes(c);
-    images.push_back({QStringLiteral("solution_overlay.png"),
-                      composeOverlay(aoi.t2, a.solution->intervalImage())});
+    encoder.add(QStringLiteral("solution_overlay.png"),
+                      composeOverlay(aoi.t2, a.solution->intervalImage()));
     timer.lap("solution");
     out.pathology = chain.evaluateSolution(c);
     out.keptAreaPixels = chain.keptAreaPixels();
-    images.push_back({QStringLiteral("evaluation_overlay.png"),
-                      composeOverlay(aoi.t2, a.solution->evaluationImage())});
+    encoder.add(QStringLiteral("evaluation_overlay.png"),
+                      composeOverlay(aoi.t2, a.solution->evaluationImage()));
     timer.lap("evaluation");
 
     a.intervals.insert(QStringLiteral("DWILeft"), c.dwiMask.left);
@@ -321,28 +314,11 @@ void analyseCase(LoadedCase& loaded, CaseAnalysis& a, CaseOutcome& out, StageTim
     a.intervals.insert(QStringLiteral("ResultMax"), number(c.resultMax));
 }
 
-// The images (and with options.planes the planes) into dir; false with *error set when a file
+// With options.planes every plane as a .npy array into dir; false with *error set when a file
 // cannot be written.
-bool writeImages(const CaseAnalysis& a, const QDir& dir, const BatchOptions& options,
+bool writePlanes(const CaseAnalysis& a, const QDir& dir, const BatchOptions& options,
                  QString* error)
 {
-    const std::vector<NamedImage>& images = a.images;
-    // PNG encoding dominates the writing; two encoders share the images (every QImage is only
-    // read here, and each thread saves to its own files).
-    auto saveEvery = [&images, &dir](std::size_t first, QString* failed) {
-        for (std::size_t i = first; i < images.size(); i += 2)
-            if (!writeImageAtomically(dir.filePath(images[i].file), images[i].image, "PNG",
-                                      kPngQuality, failed))
-                return;
-    };
-    QString failedOdd, failedEven;
-    std::thread odd(saveEvery, std::size_t(1), &failedOdd);
-    saveEvery(0, &failedEven);
-    odd.join();
-    if (!failedEven.isEmpty() || !failedOdd.isEmpty()) {
-        *error = failedEven.isEmpty() ? failedOdd : failedEven;
-        return false;
-    }
     if (!options.planes)
         return true;
     const SymmetryEngine& engine = *a.engine;
@@ -500,12 +476,14 @@ CaseOutcome runBatchCase(const QString& projectPath, const QString& folderName,
                 note(QStringLiteral("%1: %2").arg(out.name, w));
         timer.lap("load");
 
-        CaseAnalysis analysis;
-        analyseCase(loaded, analysis, out, timer, note);
         writeCaseFolder(
             options.outDir, out.name,
             [&](const QDir& dir, QString* error) {
-                if (!writeImages(analysis, dir, options, error))
+                CaseAnalysis analysis;
+                ImageEncoder encoder(dir, "PNG", kPngQuality);
+                analyseCase(loaded, analysis, out, timer, note, encoder);
+                // "write" is what the writing adds after the analysis.
+                if (!encoder.writeAll(error) || !writePlanes(analysis, dir, options, error))
                     return false;
                 timer.lap("write");
                 out.result = resultJson(loaded, analysis, out, timer.finish());
