@@ -1,6 +1,9 @@
 #include "CaseImages.h"
 
+#include "BmpCheck.h"
+#include "FileAccess.h"
 #include "DICOMUtil.h"
+#include "DicomError.h"
 #include "StoredControlTable.h"
 #include "Numeric.h"
 
@@ -15,6 +18,14 @@ namespace {
 
 const QString kBmp = QStringLiteral("BMP");
 const QString kDicom = QStringLiteral("DICOM");
+
+// The reader gives a null image for Rows or Columns 0, which no analysis can use.
+QImage withPixels(const QImage& image, const QString& path)
+{
+    if (image.isNull())
+        throw DicomError(path, QStringLiteral("its image has no pixels (Rows or Columns is 0)"));
+    return image;
+}
 
 } // namespace
 
@@ -55,15 +66,18 @@ QString resolveImagePath(const QString& path, const QString& projectFile, ImageP
 bool CaseImages::loadBmp(Modality m, const QString& path, QString* error)
 {
     sources[index(m)] = {path, kBmp};
-    QImage image(path);
-    image.convertTo(QImage::Format_Grayscale8);
-    setImage(m, image);
-    if (image.isNull()) {
-        if (error)
-            *error = QStringLiteral("%1: not a readable image").arg(path);
-        return false;
+    QString why;
+    const std::optional<QByteArray> bytes = readRegularFile(path, kMaximumImageFileSize, &why);
+    QImage image;
+    if (bytes) {
+        image = decodeGreyImage(*bytes, &why);
+        if (image.isNull())
+            why = QStringLiteral("'%1': %2").arg(displayPath(path), why);
     }
-    return true;
+    setImage(m, image);
+    if (image.isNull() && error)
+        *error = why;
+    return !image.isNull();
 }
 
 bool CaseImages::loadDicom(Modality m, const QString& path, QString* error)
@@ -71,7 +85,7 @@ bool CaseImages::loadDicom(Modality m, const QString& path, QString* error)
     sources[index(m)] = {path, kDicom};
     try {
         DICOMUtil reader;
-        setImage(m, reader.loadImage(path));
+        setImage(m, withPixels(reader.loadImage(path), path));
         return true;
     } catch (const std::exception& e) {
         if (error)
@@ -109,7 +123,7 @@ bool CaseImages::loadSource(Modality m, const ImageSource& source, QString* erro
             }
         }
         ChosenImage choice = chooseSeriesImage(m, source, t2);
-        setImage(m, choice.series.loadImage(choice.index));
+        setImage(m, withPixels(choice.series.loadImage(choice.index), choice.image().file));
         if (warnings)
             *warnings << choice.warnings;
         chosen[index(m)] = std::move(choice);
