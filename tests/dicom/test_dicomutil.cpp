@@ -448,7 +448,10 @@ private slots:
         QTest::newRow("no rows") << meta + us(0x0028, 0x0011, 4) +
                                         element(0x7FE0, 0x0010, "OW", QByteArray(32, 'x'))
                                  << "Rows";
+        QTest::newRow("rows as text") << meta + element(0x0028, 0x0010, "DS", "4") + imageElements({})
+                                      << "Rows (0028,0010) does not hold a 16-bit number";
         QTest::newRow("no pixel data") << meta + us(0x0028, 0x0010, 4) << "no image";
+        QTest::newRow("no meta header, cut") << imageElements({}).chopped(3) << "corrupt";
 
         // Lengths and nesting that would lead the parser beyond the file or the stack.
         const QByteArray small = imageElements({});
