@@ -38,35 +38,49 @@ QString compressionName(quint32 c)
     return c < 7 ? QLatin1String(names[c]) : QStringLiteral("type %1").arg(c);
 }
 
-// The row a run-length stream from `at` reaches before its end-of-bitmap marker or the end of
-// the file; `height` when it covers the image.
-qint64 rleRowsCovered(const QByteArray& b, qint64 at, qint64 height, bool fourBit)
+// Why a run-length stream from `at` does not set every pixel: QImage leaves the pixels it skips
+// (an early end of line or of the bitmap, a jump) as the memory happened to hold them, and
+// fills nothing when the stream is cut short. Empty when every pixel is set.
+QString rleProblem(const QByteArray& b, qint64 at, qint64 width, qint64 height, bool fourBit)
 {
-    qint64 row = 0;
+    qint64 row = 0, x = 0;
     const qint64 end = b.size();
+    auto skipped = [&row] {
+        return QStringLiteral("its compressed pixel data leaves pixels of row %1 unset").arg(row);
+    };
     while (row < height && end - at >= 2) {
         const uchar count = uchar(b[at]), code = uchar(b[at + 1]);
         at += 2;
-        if (count > 0)
-            continue; // a run of `count` pixels
-        if (code == 0)
+        if (count > 0) {
+            x += count; // a run of `count` pixels
+        } else if (code == 0 || code == 1) { // end of line, end of bitmap
+            if (x < width || (code == 1 && row < height - 1))
+                return skipped();
             ++row;
-        else if (code == 1)
-            return height;
-        else if (code == 2) {
-            if (end - at < 2)
-                break;
-            row += uchar(b[at + 1]);
-            at += 2;
+            x = 0;
+            if (code == 1)
+                return QString();
+        } else if (code == 2) { // a jump: the pixels passed are never set
+            if (end - at >= 2 && b[at] == 0 && b[at + 1] == 0) {
+                at += 2;
+                continue;
+            }
+            return skipped();
         } else {
             // Literal pixels, padded to a 16-bit boundary.
             const qint64 bytes = fourBit ? (code + 1) / 2 : code;
             if (end - at < bytes)
                 break;
             at += bytes + (bytes & 1);
+            x += code;
         }
     }
-    return std::min(row, height);
+    if (row == height || (row == height - 1 && x >= width))
+        return QString();
+    return QStringLiteral("its compressed pixel data ends after %1 of %2 rows (the file is "
+                          "truncated)")
+        .arg(row)
+        .arg(height);
 }
 
 } // namespace
@@ -130,6 +144,8 @@ QString bmpProblem(const QByteArray& b)
     if (coloursUsed > paletteMax && bits <= 8)
         return QStringLiteral("it declares %1 colours for %2-bit pixels").arg(coloursUsed).arg(bits);
     const qint64 colours = bits <= 8 ? (coloursUsed > 0 ? coloursUsed : paletteMax) : 0;
+    if (bits == 1 && colours < 2)
+        return QStringLiteral("its colour table holds 1 colour for 2 pixel values");
     const qint64 tableEnd = tableStart + colours * (core ? 3 : 4);
 
     const qint64 offset = u32(b, 10);
@@ -144,15 +160,8 @@ QString bmpProblem(const QByteArray& b)
             .arg(offset)
             .arg(tableEnd);
 
-    if (rle) {
-        const qint64 rows = rleRowsCovered(b, offset, height, compression == Rle4);
-        if (rows < height)
-            return QStringLiteral("its compressed pixel data ends after %1 of %2 rows (the file "
-                                  "is truncated)")
-                .arg(rows)
-                .arg(height);
-        return QString();
-    }
+    if (rle)
+        return rleProblem(b, offset, width, height, compression == Rle4);
     // The last row's padding may be missing: it holds no pixel.
     const qint64 stride = (width * bits + 31) / 32 * 4;
     const qint64 needed = stride * (height - 1) + (width * bits + 7) / 8;
@@ -198,6 +207,19 @@ QImage decodeGreyImage(const QByteArray& bytes, QString* error)
                         .arg(size.height())
                         .arg(reader.errorString()));
     }
+    // An index past a short colour table would turn grey from whatever memory follows it.
+    if (image.format() == QImage::Format_Indexed8 && image.colorCount() < 256)
+        for (int y = 0; y < image.height(); ++y) {
+            const uchar* line = image.constScanLine(y);
+            const uchar* used = std::max_element(line, line + image.width());
+            if (*used >= image.colorCount())
+                return fail(QStringLiteral("pixel (%1, %2) has colour %3, but its colour table "
+                                           "holds %4 colours")
+                                .arg(used - line)
+                                .arg(y)
+                                .arg(*used)
+                                .arg(image.colorCount()));
+        }
     image.convertTo(QImage::Format_Grayscale8);
     if (image.format() != QImage::Format_Grayscale8)
         return fail(QStringLiteral("the image of %1 x %2 pixels is too large for the memory "

@@ -11,7 +11,7 @@ namespace kelvara {
 // the end or a colour table cut off without a word and fills the gap with black, so the headers
 // are checked against the file first: the signature, the header kind, the size (within
 // kMaximumImageSide), planes, bit depth and compression QImage decodes faithfully, the colour
-// table, and pixel data as long as the header declares (compressed data: up to its end marker).
+// table, and pixel data as long as the header declares (compressed data: setting every pixel).
 QString bmpProblem(const QByteArray& bytes);
 
 // A file's contents as 8-bit grey. A BMP is checked by bmpProblem first; any other format QImage
