@@ -9,6 +9,7 @@
 #include <QRandomGenerator>
 #include <QSaveFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -116,7 +117,8 @@ std::optional<QByteArray> readRegularFile(const QString& path, qint64 maxSize, Q
         return std::nullopt;
     }
     // The size checked above may have changed since; the cap holds for what is really read.
-    QByteArray data = file.read(maxSize + 1);
+    // The buffer is as large as the file, not the cap (QFile::read reserves what it is asked).
+    QByteArray data = file.read(std::min(file.size(), maxSize) + 1);
     if (file.error() != QFileDevice::NoError) {
         set(error, QStringLiteral("%1: cannot read: %2").arg(quoted(path), file.errorString()));
         return std::nullopt;

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 
 #include <exception>
+#include <new>
 
 namespace kelvara {
 
@@ -67,12 +68,19 @@ bool CaseImages::loadBmp(Modality m, const QString& path, QString* error)
 {
     sources[index(m)] = {path, kBmp};
     QString why;
-    const std::optional<QByteArray> bytes = readRegularFile(path, kMaximumImageFileSize, &why);
     QImage image;
-    if (bytes) {
-        image = decodeGreyImage(*bytes, &why);
-        if (image.isNull())
-            why = QStringLiteral("'%1': %2").arg(displayPath(path), why);
+    try {
+        const std::optional<QByteArray> bytes = readRegularFile(path, kMaximumImageFileSize, &why);
+        if (bytes) {
+            image = decodeGreyImage(*bytes, &why);
+            if (image.isNull())
+                why = QStringLiteral("'%1': %2").arg(displayPath(path), why);
+        }
+    } catch (const std::bad_alloc&) {
+        image = QImage();
+        why = QStringLiteral("'%1': the file (%2 MiB) is too large for the memory available")
+                  .arg(displayPath(path))
+                  .arg(double(QFileInfo(path).size()) / (1024 * 1024), 0, 'f', 1);
     }
     setImage(m, image);
     if (image.isNull() && error)
