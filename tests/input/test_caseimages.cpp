@@ -147,6 +147,8 @@ private slots:
         QTest::newRow("2 bits per pixel") << "2bit.bmp" << bmp(7, 5, 2, full) << "2 bits per pixel";
         QTest::newRow("run lengths cut short")
             << "rle.bmp" << bmp(7, 5, 8, rle8(7, 2).chopped(2), 1, 2) << "after 2 of 5 rows";
+        QTest::newRow("run lengths leave pixels unset")
+            << "short.bmp" << bmp(7, 5, 8, rle8(4, 5), 1, 2) << "pixels of row 0 unset";
         QTest::newRow("text") << "text.bmp" << QByteArray("no image") << "not a readable image";
         QTest::newRow("missing") << "gone.bmp" << QByteArray() << "file not found";
         QTest::newRow("FIFO") << "fifo.bmp" << QByteArray() << "is a FIFO";
