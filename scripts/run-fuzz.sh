@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Runs every libFuzzer harness of <build dir> for <seconds> each. New inputs go to the build
 # directory's working corpus; crashing inputs go straight to fuzz/regression/<harness>/ so that
-# the replay tests keep them. Prints the executions and time of each run.
+# the replay tests keep them. Prints the executions and time of each run. KELVARA_HARNESSES
+# (e.g. "bmp") names the harnesses to run; all of them by default.
 set -uo pipefail
 build=${1:-build-fuzz}
 seconds=${2:-60}
 root=$(cd "$(dirname "$0")/.." && pwd)
 status=0
-for h in dicom project chain; do
+for h in ${KELVARA_HARNESSES:-dicom project chain bmp}; do
   exe="$build/fuzz/fuzz_$h"
   work="$build/fuzz-corpus/$h"
   regression="$root/fuzz/regression/$h"

@@ -85,10 +85,6 @@ bool loadImage(const QString& projectPath, Modality m, const ImageSource& source
     const QString path = QDir::cleanPath(QFileInfo(resolveImagePath(
         source.path, projectPath, ImagePathBase::ProjectFolder)).absoluteFilePath());
     if (source.kind == QLatin1String("BMP")) {
-        if (!QFileInfo::exists(path)) {
-            *error = QStringLiteral("%1 image '%2': file not found").arg(modality, path);
-            return false;
-        }
         QString reason;
         if (!images->loadBmp(m, path, &reason)) {
             // The same words as the window's status bar.
@@ -104,10 +100,6 @@ bool loadImage(const QString& projectPath, Modality m, const ImageSource& source
         if (!images->loadSource(m, resolved, &reason, warnings)) {
             // Series errors name the modality themselves.
             *error = readsSeries(resolved) ? reason : QStringLiteral("%1 image: %2").arg(modality, reason);
-            return false;
-        }
-        if (images->image(m).isNull()) {
-            *error = QStringLiteral("%1 image '%2': the image is empty").arg(modality, path);
             return false;
         }
         return true;

@@ -9,6 +9,7 @@
 #include <QRandomGenerator>
 #include <QSaveFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -66,37 +67,44 @@ QString displayPath(const QString& path)
     return shown.replace(QChar(0), QLatin1String("\\0"));
 }
 
-bool checkRegularFile(const QString& path, qint64 maxSize, QString* error)
+QString imageSideProblem(qint64 width, qint64 height)
 {
-    if (path.isEmpty()) {
-        set(error, QStringLiteral("no file name given"));
-        return false;
-    }
+    if (width <= kMaximumImageSide && height <= kMaximumImageSide)
+        return QString();
+    return QStringLiteral("the image is %1 x %2 pixels, larger than the %3 x %3 accepted")
+        .arg(width)
+        .arg(height)
+        .arg(kMaximumImageSide);
+}
+
+QString regularFileProblem(const QString& path, qint64 maxSize)
+{
+    if (path.isEmpty())
+        return QStringLiteral("no file name given");
     // The system would read the name only up to the NUL, i.e. another file.
-    if (path.contains(QChar(0))) {
-        set(error, QStringLiteral("%1: the file name contains a NUL character").arg(quoted(path)));
-        return false;
-    }
+    if (path.contains(QChar(0)))
+        return QStringLiteral("the file name contains a NUL character");
     struct stat st;
     if (::stat(QFile::encodeName(path).constData(), &st) != 0) {
         const int e = errno;
-        set(error, e == ENOENT ? QStringLiteral("%1: file not found").arg(quoted(path))
-                               : QStringLiteral("%1: %2").arg(quoted(path),
-                                                              systemReason(e)));
-        return false;
+        return e == ENOENT ? QStringLiteral("file not found") : systemReason(e);
     }
-    if (!S_ISREG(st.st_mode)) {
-        set(error, QStringLiteral("%1: is %2, not a regular file").arg(quoted(path), kindOf(st.st_mode)));
-        return false;
-    }
-    if (st.st_size > maxSize) {
-        set(error, QStringLiteral("%1: the file is too large (%2 MiB; at most %3 MiB are read)")
-                       .arg(quoted(path))
-                       .arg(double(st.st_size) / (1024.0 * 1024.0), 0, 'f', 1)
-                       .arg(maxSize / (1024 * 1024)));
-        return false;
-    }
-    return true;
+    if (!S_ISREG(st.st_mode))
+        return QStringLiteral("is %1, not a regular file").arg(kindOf(st.st_mode));
+    if (st.st_size > maxSize)
+        return QStringLiteral("the file is too large (%1 MiB; at most %2 MiB are read)")
+            .arg(double(st.st_size) / (1024.0 * 1024.0), 0, 'f', 1)
+            .arg(maxSize / (1024 * 1024));
+    return QString();
+}
+
+bool checkRegularFile(const QString& path, qint64 maxSize, QString* error)
+{
+    const QString problem = regularFileProblem(path, maxSize);
+    if (problem.isEmpty())
+        return true;
+    set(error, path.isEmpty() ? problem : QStringLiteral("%1: %2").arg(quoted(path), problem));
+    return false;
 }
 
 std::optional<QByteArray> readRegularFile(const QString& path, qint64 maxSize, QString* error)
@@ -109,7 +117,8 @@ std::optional<QByteArray> readRegularFile(const QString& path, qint64 maxSize, Q
         return std::nullopt;
     }
     // The size checked above may have changed since; the cap holds for what is really read.
-    QByteArray data = file.read(maxSize + 1);
+    // The buffer is as large as the file, not the cap (QFile::read reserves what it is asked).
+    QByteArray data = file.read(std::min(file.size(), maxSize) + 1);
     if (file.error() != QFileDevice::NoError) {
         set(error, QStringLiteral("%1: cannot read: %2").arg(quoted(path), file.errorString()));
         return std::nullopt;

@@ -15,12 +15,24 @@ namespace kelvara {
 
 // Projects and settings larger than this were not written by this program.
 constexpr qint64 kMaximumControlFileSize = qint64(128) * 1024 * 1024;
-// An uncompressed 16384 x 16384 image of 32-bit pixels, with room for a header: the largest
+// Largest image, in either direction, that the image readers (DICOM and BMP) accept.
+constexpr int kMaximumImageSide = 16384;
+// An uncompressed image of that size in 32-bit pixels, with room for a header: the largest
 // image file either reader takes.
-constexpr qint64 kMaximumImageFileSize = qint64(16384) * 16384 * 4 + 64 * 1024 * 1024;
+constexpr qint64 kMaximumImageFileSize =
+    qint64(kMaximumImageSide) * kMaximumImageSide * 4 + 64 * 1024 * 1024;
+
+// Why an image of width x height pixels is not read ("the image is 20000 x 4 pixels, larger
+// than ..."); empty when both sides are within kMaximumImageSide.
+QString imageSideProblem(qint64 width, qint64 height);
 
 // The path as it may be shown: a NUL (which would end a C string early) written as "\0".
 QString displayPath(const QString& path);
+
+// Why path cannot be read as a regular file of at most maxSize bytes, in plain words without
+// the path ("is a FIFO, not a regular file"); empty when it can. For messages that name the file
+// their own way.
+QString regularFileProblem(const QString& path, qint64 maxSize);
 
 // True when path names an existing regular file (symbolic links followed) of at most maxSize
 // bytes; otherwise false with *error saying why ("'x': is a FIFO, not a regular file").

@@ -6,7 +6,6 @@
 #include "DicomStructureGuard.h"
 #include "Numeric.h"
 
-#include <QFile>
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcdeftag.h>
@@ -91,14 +90,8 @@ QImage DICOMUtil::loadImage(const QString& path, int frameNo)
         if (frameNo < 0)
             throw kelvara::DicomError(path, QStringLiteral("frame %1 does not exist").arg(frameNo));
         kelvara::registerDicomDecoders();
-        kelvara::checkDicomStructure(path);
-
         DcmFileFormat file;
-        const OFCondition status =
-            file.loadFile(OFFilename(QFile::encodeName(path).constData()), EXS_Unknown,
-                          EGL_noChange, DCM_MaxReadLength, ERM_autoDetect);
-        if (status.bad())
-            throw kelvara::DicomError(path, QLatin1String(status.text()));
+        kelvara::loadDicomFile(file, path);
         DcmDataset& dataset = *file.getDataset();
 
         const kelvara::DicomPixelFrame frame =

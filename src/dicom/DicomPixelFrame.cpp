@@ -2,6 +2,7 @@
 
 #include "DicomError.h"
 #include "DicomJpeg2000.h"
+#include "FileAccess.h"
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dccodec.h>
@@ -41,9 +42,11 @@ uint16_t requiredUint16(DcmDataset& dataset, const DcmTagKey& key, const char* n
     Uint16 value = 0;
     const OFCondition status = dataset.findAndGetUint16(key, value);
     if (status.bad())
-        throw DicomError(path, QStringLiteral("%1 %2: %3")
+        throw DicomError(path, QStringLiteral("%1 %2 %3")
                                    .arg(QLatin1String(name), QLatin1String(key.toString().c_str()),
-                                        QLatin1String(status.text())));
+                                        status == EC_TagNotFound
+                                            ? QStringLiteral("is missing")
+                                            : QStringLiteral("does not hold a 16-bit number")));
     return value;
 }
 
@@ -76,11 +79,8 @@ PixelLayout readLayout(DcmDataset& dataset, const QString& path)
     }
 
     auto refuse = [&path](const QString& why) { throw DicomError(path, why); };
-    if (l.rows > kMaxDicomImageSide || l.columns > kMaxDicomImageSide)
-        refuse(QStringLiteral("the image is %1 x %2 pixels, larger than the %3 x %3 accepted")
-                   .arg(l.columns)
-                   .arg(l.rows)
-                   .arg(kMaxDicomImageSide));
+    if (const QString tooLarge = imageSideProblem(l.columns, l.rows); !tooLarge.isEmpty())
+        refuse(tooLarge);
     const uint32_t ba = l.bitsAllocated;
     if (ba != 1 && ba != 8 && ba != 16 && ba != 32)
         refuse(QStringLiteral("Bits Allocated is %1 (1, 8, 16 or 32 can be read)").arg(ba));
@@ -227,7 +227,7 @@ FrameBytes readNativeFrame(DcmDataset& dataset, DcmElement& pixelData, const Pix
     if (status.bad())
         throw DicomError(
             path,
-            QStringLiteral("Pixel Data cannot be read: %1").arg(QLatin1String(status.text())));
+            QStringLiteral("Pixel Data cannot be read: %1").arg(inPlainWords(status)));
 
     if (order == EBO_BigEndian) {
         // The bytes are as in the file: each sample (or each 16-bit word of OW data holding
@@ -253,7 +253,7 @@ FrameBytes readCompressedFrame(DcmDataset& dataset, DcmPixelData& pixelData,
     OFCondition status = pixelData.getUncompressedFrameSize(&dataset, dcmtkBytes);
     if (status.bad())
         throw DicomError(path, QStringLiteral("the frame size cannot be determined: %1")
-                                   .arg(QLatin1String(status.text())));
+                                   .arg(inPlainWords(status)));
     uint64_t size = std::max<uint64_t>(frameBytes, dcmtkBytes);
     size += size & 1; // DCMTK wants an even buffer size
     if (size > 0xFFFFFFFEu)
@@ -267,7 +267,7 @@ FrameBytes readCompressedFrame(DcmDataset& dataset, DcmPixelData& pixelData,
         throw DicomError(path, QStringLiteral("frame %1 cannot be decoded (%2): %3")
                                    .arg(frame)
                                    .arg(QLatin1String(DcmXfer(syntax).getXferName()),
-                                        QLatin1String(status.text())));
+                                        inPlainWords(status)));
     return bytes;
 }
 

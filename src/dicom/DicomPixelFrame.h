@@ -9,9 +9,6 @@ class DcmDataset;
 
 namespace kelvara {
 
-// Largest image, in either direction, that the reader accepts.
-constexpr uint32_t kMaxDicomImageSide = 16384;
-
 // One frame of a data set's image as stored values: Bits Stored taken from the High Bit down,
 // sign-extended when Pixel Representation is 1, and nothing else applied (no modality rescale,
 // no VOI LUT, no MONOCHROME1 inversion, no colour conversion). Samples are interleaved, pixel by

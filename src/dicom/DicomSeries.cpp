@@ -4,6 +4,7 @@
 #include "DicomError.h"
 #include "DicomFunctionalGroups.h"
 #include "DicomStructureGuard.h"
+#include "FileAccess.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,7 +16,6 @@
 #include <dcmtk/dcmdata/dcpixel.h>
 #include <dcmtk/dcmdata/dcpixseq.h>
 #include <dcmtk/dcmdata/dcxfer.h>
-#include <dcmtk/oflog/oflog.h>
 
 #include <algorithm>
 #include <cmath>
@@ -155,34 +155,10 @@ void checkFrameCount(DcmDataset& dataset, DcmElement& pixelData, uint64_t frames
                                    .arg(pixelData.getLength()));
 }
 
-// DCMTK logs what it tolerates or fails to parse to standard error. Failures reach the user as
-// this reader's own messages; the rest, and anything about files that are not DICOM, is noise.
-class QuietDcmtk
-{
-public:
-    QuietDcmtk() : level(DCM_dcmdataLogger.getLogLevel())
-    {
-        DCM_dcmdataLogger.setLogLevel(dcmtk::log4cplus::OFF_LOG_LEVEL);
-    }
-    ~QuietDcmtk() { DCM_dcmdataLogger.setLogLevel(level); }
-    QuietDcmtk(const QuietDcmtk&) = delete;
-    QuietDcmtk& operator=(const QuietDcmtk&) = delete;
-
-private:
-    dcmtk::log4cplus::LogLevel level;
-};
-
 FileImages readFileImages(const QString& file)
 {
-    checkDicomStructure(file);
-    const QuietDcmtk silence;
     DcmFileFormat format;
-    // Values longer than DCMTK's read limit, the Pixel Data above all, stay in the file.
-    const OFCondition status =
-        format.loadFile(OFFilename(QFile::encodeName(file).constData()), EXS_Unknown, EGL_noChange,
-                        DCM_MaxReadLength, ERM_autoDetect);
-    if (status.bad())
-        throw DicomError(file, QLatin1String(status.text()));
+    loadDicomFile(format, file);
     DcmDataset& ds = *format.getDataset();
 
     FileImages result;
@@ -373,8 +349,14 @@ DicomScan scanDicomSeries(const QString& path)
                 throw DicomError(QStringLiteral("Cannot read DICOM folder \"%1\": permission "
                                                 "denied")
                                      .arg(path));
-            for (const QString& name : dir.entryList(QDir::Files, QDir::Name)) {
+            // FIFOs, devices and sockets are listed too, so that skipping them is said.
+            for (const QString& name : dir.entryList(QDir::Files | QDir::System, QDir::Name)) {
                 const QString file = dir.filePath(name);
+                if (const QString problem = regularFileProblem(file, kMaximumImageFileSize);
+                    !problem.isEmpty()) {
+                    scan.problems << QString::fromStdString(DicomError(file, problem).what());
+                    continue;
+                }
                 const bool dicom = hasDicomPreamble(file);
                 try {
                     FileImages found = readFileImages(file);

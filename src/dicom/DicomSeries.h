@@ -69,8 +69,9 @@ struct DicomScan
 {
     QString path;
     std::vector<DicomSeries> series; // by Series Number, then description, then UID
-    // DICOM files (they carry the DICM preamble) that could not be read, one message each
-    // naming the file; files that are not DICOM at all are skipped without a word.
+    // DICOM files (they carry the DICM preamble) that could not be read and entries that are
+    // not regular files (a FIFO, a device), one message each naming the file; files that are
+    // not DICOM at all are skipped without a word.
     QStringList problems;
 
     // Throws DicomError naming the path and the UID when there is no such series.

@@ -1,15 +1,18 @@
 #include "DicomStructureGuard.h"
 
 #include "DicomError.h"
+#include "FileAccess.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcdict.h>
+#include <dcmtk/dcmdata/dcfilefo.h>
 #include <dcmtk/dcmdata/dcistrmf.h>
 #include <dcmtk/dcmdata/dctag.h>
 #include <dcmtk/dcmdata/dcvr.h>
 #include <dcmtk/dcmdata/dcxfer.h>
+#include <dcmtk/oflog/oflog.h>
 
 #include <algorithm>
 #include <cctype>
@@ -275,6 +278,48 @@ std::vector<uchar> inflateDataSet(const QString& path, size_t offset)
     return out;
 }
 
+// A data set without the file meta information (older writers) starts with an element DCMTK's
+// dictionary knows, in one byte order or the other; text, images and the like do not.
+bool startsWithKnownElement(const uchar* data, size_t size)
+{
+    if (size < 8)
+        return false;
+    const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
+    bool known = false;
+    for (const bool bigEndian : {false, true}) {
+        auto u16 = [&](size_t at) {
+            return uint16_t(bigEndian ? data[at] << 8 | data[at + 1] : data[at + 1] << 8 | data[at]);
+        };
+        const DcmTagKey key(u16(0), u16(2));
+        // Any group has a length element; that one holds 4 bytes, explicit ("UL") or not.
+        const bool groupLength = key.getElement() == 0 &&
+                                 ((data[4] == 'U' && data[5] == 'L' && u16(6) == 4) ||
+                                  (u16(4) == 4 && u16(6) == 0) || (u16(4) == 0 && u16(6) == 4));
+        known = known || (key.getGroup() % 2 == 0 &&
+                          (key.getElement() == 0 ? groupLength
+                                                 : dictionary.findEntry(key, nullptr) != nullptr));
+    }
+    dcmDataDict.rdunlock();
+    return known;
+}
+
+// DCMTK logs what it tolerates or fails to parse to standard error. Failures reach the user as
+// this reader's own messages; the rest, and anything about files that are not DICOM, is noise.
+class QuietDcmtk
+{
+public:
+    QuietDcmtk() : level(DCM_dcmdataLogger.getLogLevel())
+    {
+        DCM_dcmdataLogger.setLogLevel(dcmtk::log4cplus::OFF_LOG_LEVEL);
+    }
+    ~QuietDcmtk() { DCM_dcmdataLogger.setLogLevel(level); }
+    QuietDcmtk(const QuietDcmtk&) = delete;
+    QuietDcmtk& operator=(const QuietDcmtk&) = delete;
+
+private:
+    dcmtk::log4cplus::LogLevel level;
+};
+
 void refuseTooDeep(const QString& path, size_t offset)
 {
     throw DicomError(path, QStringLiteral("sequences are nested more than %1 levels deep "
@@ -287,15 +332,9 @@ void refuseTooDeep(const QString& path, size_t offset)
 
 void checkDicomStructure(const QString& path)
 {
-    if (path.isEmpty())
-        throw DicomError(QStringLiteral("Cannot read DICOM file: no file name given"));
-    const QFileInfo info(path);
-    if (!info.exists())
-        throw DicomError(path, QStringLiteral("the file does not exist"));
-    if (info.isDir())
-        throw DicomError(path, QStringLiteral("it is a directory"));
-    if (!info.isFile())
-        throw DicomError(path, QStringLiteral("it is not a regular file"));
+    // Before anything opens the file: a FIFO would block, a device never end.
+    if (const QString problem = regularFileProblem(path, kMaximumImageFileSize); !problem.isEmpty())
+        throw DicomError(path, problem);
 
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
@@ -310,6 +349,8 @@ void checkDicomStructure(const QString& path)
             QStringLiteral("the file cannot be mapped into memory: %1").arg(file.errorString()));
     const size_t size = size_t(fileSize);
     const bool hasMetaHeader = size >= 132 && std::memcmp(data + 128, "DICM", 4) == 0;
+    if (!hasMetaHeader && !startsWithKnownElement(data, size))
+        throw DicomError(path, QStringLiteral("not a DICOM file"));
 
     size_t dataSetStart = 0;
     try {
@@ -349,6 +390,18 @@ void checkDicomStructure(const QString& path)
         } catch (const Malformed&) {
         }
     }
+}
+
+void loadDicomFile(DcmFileFormat& format, const QString& path)
+{
+    checkDicomStructure(path);
+    const QuietDcmtk silence;
+    // Values longer than DCMTK's read limit, the Pixel Data above all, stay in the file.
+    const OFCondition status =
+        format.loadFile(OFFilename(QFile::encodeName(path).constData()), EXS_Unknown, EGL_noChange,
+                        DCM_MaxReadLength, ERM_autoDetect);
+    if (status.bad())
+        throw DicomError(path, inPlainWords(status));
 }
 
 } // namespace kelvara

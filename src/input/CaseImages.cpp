@@ -1,6 +1,9 @@
 #include "CaseImages.h"
 
+#include "BmpCheck.h"
+#include "FileAccess.h"
 #include "DICOMUtil.h"
+#include "DicomError.h"
 #include "StoredControlTable.h"
 #include "Numeric.h"
 
@@ -8,6 +11,7 @@
 #include <QFileInfo>
 
 #include <exception>
+#include <new>
 
 namespace kelvara {
 
@@ -15,6 +19,14 @@ namespace {
 
 const QString kBmp = QStringLiteral("BMP");
 const QString kDicom = QStringLiteral("DICOM");
+
+// The reader gives a null image for Rows or Columns 0, which no analysis can use.
+QImage withPixels(const QImage& image, const QString& path)
+{
+    if (image.isNull())
+        throw DicomError(path, QStringLiteral("its image has no pixels (Rows or Columns is 0)"));
+    return image;
+}
 
 } // namespace
 
@@ -55,15 +67,25 @@ QString resolveImagePath(const QString& path, const QString& projectFile, ImageP
 bool CaseImages::loadBmp(Modality m, const QString& path, QString* error)
 {
     sources[index(m)] = {path, kBmp};
-    QImage image(path);
-    image.convertTo(QImage::Format_Grayscale8);
-    setImage(m, image);
-    if (image.isNull()) {
-        if (error)
-            *error = QStringLiteral("%1: not a readable image").arg(path);
-        return false;
+    QString why;
+    QImage image;
+    try {
+        const std::optional<QByteArray> bytes = readRegularFile(path, kMaximumImageFileSize, &why);
+        if (bytes) {
+            image = decodeGreyImage(*bytes, &why);
+            if (image.isNull())
+                why = QStringLiteral("'%1': %2").arg(displayPath(path), why);
+        }
+    } catch (const std::bad_alloc&) {
+        image = QImage();
+        why = QStringLiteral("'%1': the file (%2 MiB) is too large for the memory available")
+                  .arg(displayPath(path))
+                  .arg(double(QFileInfo(path).size()) / (1024 * 1024), 0, 'f', 1);
     }
-    return true;
+    setImage(m, image);
+    if (image.isNull() && error)
+        *error = why;
+    return !image.isNull();
 }
 
 bool CaseImages::loadDicom(Modality m, const QString& path, QString* error)
@@ -71,7 +93,7 @@ bool CaseImages::loadDicom(Modality m, const QString& path, QString* error)
     sources[index(m)] = {path, kDicom};
     try {
         DICOMUtil reader;
-        setImage(m, reader.loadImage(path));
+        setImage(m, withPixels(reader.loadImage(path), path));
         return true;
     } catch (const std::exception& e) {
         if (error)
@@ -109,7 +131,7 @@ bool CaseImages::loadSource(Modality m, const ImageSource& source, QString* erro
             }
         }
         ChosenImage choice = chooseSeriesImage(m, source, t2);
-        setImage(m, choice.series.loadImage(choice.index));
+        setImage(m, withPixels(choice.series.loadImage(choice.index), choice.image().file));
         if (warnings)
             *warnings << choice.warnings;
         chosen[index(m)] = std::move(choice);

@@ -55,8 +55,9 @@ QString resolveImagePath(const QString& path, const QString& projectFile, ImageP
 class CaseImages
 {
 public:
-    // Any format the toolkit reads, kept as 8-bit grey. An unreadable file gives a null image
-    // that replaces the previous one (the AOI then reads as missing data); false and *error then.
+    // Any format the toolkit reads, kept as 8-bit grey; a BMP's headers are checked against the
+    // file first (decodeGreyImage). An unreadable file gives a null image that replaces the
+    // previous one (the AOI then reads as missing data); false and *error naming the file then.
     bool loadBmp(Modality m, const QString& path, QString* error = nullptr);
     // Frame 0 of a DICOM file. On failure the previous image stays; *error names the file and
     // the reason.

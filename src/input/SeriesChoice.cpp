@@ -95,6 +95,10 @@ ChosenImage chooseSeriesImage(Modality m, const ImageSource& source, const Chose
     } catch (const DicomError& e) {
         throw withModality(m, e);
     }
+    // What the scan passed over is said, or a missing slice would go unexplained.
+    for (const QString& problem : scan.problems)
+        chosen.warnings << QStringLiteral("%1 image: skipped: %2")
+                               .arg(QLatin1String(modalityName(m)), problem);
     chosen.series = atBValue(m, source, pickSeries(m, source, scan));
     const DicomSeries& series = chosen.series;
     const int count = int(series.images.size());

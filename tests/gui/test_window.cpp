@@ -310,7 +310,7 @@ private slots:
             text.close();
             WindowFixture::answerOpen(text.fileName());
             bmp->click();
-            QCOMPARE(ui->statusbar->currentMessage(), name + " image: " + text.fileName() + ": not a readable image");
+            QCOMPARE(ui->statusbar->currentMessage(), name + " image: '" + text.fileName() + "': not a readable image");
         }
     }
 
