@@ -21,8 +21,10 @@
 #include <QJsonDocument>
 #include <QPainter>
 #include <QSet>
+#include <QThreadPool>
 
 #include <cmath>
+#include <malloc.h>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -426,6 +428,14 @@ QString verdictText(bool pathology)
 {
     return pathology ? QStringLiteral("SIGNIFICANT PATHOLOGY DETECTED")
                      : QStringLiteral("NO PATHOLOGY DETECTED");
+}
+
+void prepareProcessForCases()
+{
+    QThreadPool::globalInstance()->setMaxThreadCount(1);
+    // The largest threshold glibc takes; memory above it is still mapped afresh each time.
+    mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 1024 * 1024 * 1024);
 }
 
 QStringList caseFolderNames(const QStringList& projects)

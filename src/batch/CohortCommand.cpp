@@ -153,6 +153,7 @@ int runCases(const BatchOptions& options)
                      .arg(displayPath(options.outDir)));
         return 1;
     }
+    prepareProcessForCases();
     QStringList paths;
     for (const Case& c : cases)
         paths << c.path;
