@@ -350,7 +350,7 @@ bool writePlanes(const CaseAnalysis& a, const QDir& dir, const BatchOptions& opt
                          .arg(dir.filePath(p.file));
             return false;
         }
-        if (!writeFileAtomically(dir.filePath(p.file), bytes, error))
+        if (!writeStagedFile(dir.filePath(p.file), bytes, error))
             return false;
     }
     return true;
@@ -358,8 +358,8 @@ bool writePlanes(const CaseAnalysis& a, const QDir& dir, const BatchOptions& opt
 
 bool writeResultJson(const QDir& dir, const QJsonObject& result, QString* error)
 {
-    return writeFileAtomically(dir.filePath(QStringLiteral("result.json")),
-                               QJsonDocument(result).toJson(QJsonDocument::Indented), error);
+    return writeStagedFile(dir.filePath(QStringLiteral("result.json")),
+                           QJsonDocument(result).toJson(QJsonDocument::Indented), error);
 }
 
 // `fill` writes into a staging folder inside outDir, which then replaces outDir/name as a whole:

@@ -17,7 +17,7 @@ void ImageEncoder::add(const QString& file, const QImage& image)
         const std::optional<QByteArray> bytes =
             encodeImage(item.path, item.image, format, quality, &item.error);
         item.image = QImage(); // the pixels are no longer needed
-        item.written = bytes && writeFileAtomically(item.path, *bytes, &item.error);
+        item.written = bytes && writeStagedFile(item.path, *bytes, &item.error);
     });
 }
 
