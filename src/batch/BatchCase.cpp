@@ -67,7 +67,9 @@ bool readProject(const QString& path, bool lenient, StoredFile* file, QStringLis
                                                  QStringList(serious.mid(0, shown)).join("; "));
         if (serious.size() > shown)
             *error += QStringLiteral("; and %1 more").arg(serious.size() - shown);
-        *error += QStringLiteral(" (--lenient reads such values as the window does)");
+        // The findings say what the window would make of each value; here nothing was used.
+        *error += QStringLiteral(" (the case was not run; --lenient would use these values as "
+                                 "the window does)");
         return false;
     }
     *file = std::move(loaded.file);
