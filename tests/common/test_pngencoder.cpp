@@ -44,7 +44,7 @@ private slots:
             {"zero", 16, 8, F::Format_Grayscale8, F::Format_Grayscale8},
             {"noise", 1, 1, F::Format_Grayscale8, F::Format_Grayscale8},
             {"noise", 33, 17, F::Format_RGB32, F::Format_RGB32},
-            {"gradient", 50, 20, F::Format_RGB32, F::Format_RGB32},
+            {"gradient", 300, 80, F::Format_RGB32, F::Format_RGB32}, // two batches of rows
             {"noise", 31, 23, F::Format_ARGB32, F::Format_ARGB32},
             {"zero", 1, 1, F::Format_ARGB32, F::Format_ARGB32},
             {"noise", 29, 21, F::Format_ARGB32_Premultiplied, F::Format_ARGB32},
