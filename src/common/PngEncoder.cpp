@@ -6,6 +6,10 @@
 
 #include <zlib.h>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -96,12 +100,52 @@ void filterRow(PngFilter filter, const uchar* row, const uchar* prior, size_t si
     }
 }
 
+// zlib's Adler-32 checksum of the stream's bytes, continued from adler. zlib's own takes a
+// sixth of the writing time; sixteen bytes at a time it is nearly free.
+quint32 adler32Of(quint32 adler, const uchar* data, size_t size)
+{
+#ifdef __SSE2__
+    constexpr quint64 kBase = 65521;
+    // Bytes per round, a multiple of 16 small enough that no 32-bit lane overflows.
+    constexpr size_t kRound = 5552 / 16 * 16;
+    quint64 s1 = adler & 0xffff, s2 = adler >> 16;
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i weightsLow = _mm_setr_epi16(16, 15, 14, 13, 12, 11, 10, 9);
+    const __m128i weightsHigh = _mm_setr_epi16(8, 7, 6, 5, 4, 3, 2, 1);
+    while (size >= 16) {
+        const size_t round = std::min(size, kRound) / 16 * 16;
+        // sums: the bytes; earlier: the sums before each block; weighted: each block's bytes
+        // counted as often as s2 adds them within the block.
+        __m128i sums = zero, earlier = zero, weighted = zero;
+        for (size_t i = 0; i < round; i += 16) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+            earlier = _mm_add_epi32(earlier, sums);
+            sums = _mm_add_epi32(sums, _mm_sad_epu8(v, zero));
+            weighted = _mm_add_epi32(weighted, _mm_madd_epi16(_mm_unpacklo_epi8(v, zero), weightsLow));
+            weighted = _mm_add_epi32(weighted, _mm_madd_epi16(_mm_unpackhi_epi8(v, zero), weightsHigh));
+        }
+        alignas(16) quint32 lanes[3][4];
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes[0]), sums);
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes[1]), earlier);
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes[2]), weighted);
+        auto total = [](const quint32* l) { return quint64(l[0]) + l[1] + l[2] + l[3]; };
+        s2 = (s2 + s1 * round + 16 * total(lanes[1]) + total(lanes[2])) % kBase;
+        s1 = (s1 + total(lanes[0])) % kBase;
+        data += round;
+        size -= round;
+    }
+    adler = quint32(s2 << 16 | s1);
+#endif
+    return quint32(::adler32(adler, data, uInt(size)));
+}
+
 // The filtered rows compressed into one zlib stream; false with *reason on a zlib failure.
 bool compressRows(const QImage& image, int channels, const PngSettings& settings,
                   QByteArray* compressed, QString* reason)
 {
     z_stream z{};
-    int status = deflateInit2(&z, settings.level, Z_DEFLATED, 15, 8, settings.strategy);
+    // A raw deflate stream inside a zlib header and checksum of our own (adler32Of).
+    int status = deflateInit2(&z, settings.level, Z_DEFLATED, -15, 8, settings.strategy);
     if (status != Z_OK) {
         *reason = QStringLiteral("the compression could not start (%1)")
                       .arg(QString::fromLatin1(z.msg ? z.msg : zError(status)));
@@ -115,7 +159,10 @@ bool compressRows(const QImage& image, int channels, const PngSettings& settings
     const size_t batchRows = std::max<size_t>(1, 65536 / (rowSize + 1));
     std::vector<uchar> batch(batchRows * (rowSize + 1));
     compressed->resize(qsizetype(rowSize / 4 + 1024));
-    qsizetype written = 0;
+    (*compressed)[0] = char(0x78); // deflate, 32 KiB window
+    (*compressed)[1] = char(0x01); // makes the header a multiple of 31
+    qsizetype written = 2;
+    quint32 adler = 1;
     for (int y = 0; y < image.height() && status == Z_OK;) {
         size_t filled = 0;
         for (; filled < batch.size() && y < image.height(); ++y, filled += rowSize + 1) {
@@ -126,6 +173,7 @@ bool compressRows(const QImage& image, int channels, const PngSettings& settings
         const int flush = y == image.height() ? Z_FINISH : Z_NO_FLUSH;
         z.next_in = batch.data();
         z.avail_in = uInt(filled);
+        adler = adler32Of(adler, batch.data(), filled);
         do {
             if (written == compressed->size())
                 compressed->resize(written * 2);
@@ -143,6 +191,7 @@ bool compressRows(const QImage& image, int channels, const PngSettings& settings
         return false;
     }
     compressed->resize(written);
+    appendUint32(*compressed, adler);
     return true;
 }
 
