@@ -1,7 +1,8 @@
 // The whole batch chain on the lesion sample with radius-100 disc smoothing on all three
 // modalities, PNG writing included; the per-stage wall times of the last run are reported as
 // counters (milliseconds). CPU time is that of the whole process, worker threads included.
-// threads:1 runs the modalities' transforms and smoothings one after the other.
+// threads:1 runs the modalities' transforms and smoothings one after the other, as every case
+// of kelvara-batch does (prepareProcessForCases); threads:2 shows what the window's pool gives.
 #include "BatchCase.h"
 #include "BenchSupport.h"
 
@@ -11,6 +12,7 @@ namespace {
 
 void BM_BatchCaseRadius100(benchmark::State& state)
 {
+    kelvara::prepareProcessForCases();
     const PoolSize threads(int(state.range(0)));
     QTemporaryDir dir;
     const QString project = heavyProject(dir);

@@ -21,8 +21,10 @@
 #include <QJsonDocument>
 #include <QPainter>
 #include <QSet>
+#include <QThreadPool>
 
 #include <cmath>
+#include <malloc.h>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -344,7 +346,7 @@ bool writePlanes(const CaseAnalysis& a, const QDir& dir, const BatchOptions& opt
                          .arg(dir.filePath(p.file));
             return false;
         }
-        if (!writeFileAtomically(dir.filePath(p.file), bytes, error))
+        if (!writeStagedFile(dir.filePath(p.file), bytes, error))
             return false;
     }
     return true;
@@ -352,8 +354,8 @@ bool writePlanes(const CaseAnalysis& a, const QDir& dir, const BatchOptions& opt
 
 bool writeResultJson(const QDir& dir, const QJsonObject& result, QString* error)
 {
-    return writeFileAtomically(dir.filePath(QStringLiteral("result.json")),
-                               QJsonDocument(result).toJson(QJsonDocument::Indented), error);
+    return writeStagedFile(dir.filePath(QStringLiteral("result.json")),
+                           QJsonDocument(result).toJson(QJsonDocument::Indented), error);
 }
 
 // `fill` writes into a staging folder inside outDir, which then replaces outDir/name as a whole:
@@ -422,6 +424,14 @@ QString verdictText(bool pathology)
 {
     return pathology ? QStringLiteral("SIGNIFICANT PATHOLOGY DETECTED")
                      : QStringLiteral("NO PATHOLOGY DETECTED");
+}
+
+void prepareProcessForCases()
+{
+    QThreadPool::globalInstance()->setMaxThreadCount(1);
+    // The largest threshold glibc takes; memory above it is still mapped afresh each time.
+    mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 1024 * 1024 * 1024);
 }
 
 QStringList caseFolderNames(const QStringList& projects)

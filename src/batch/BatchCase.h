@@ -26,6 +26,13 @@ struct CaseOutcome
 
 QString verdictText(bool pathology);
 
+// Sets the process up for running cases, once, before the first: every case runs on one thread
+// (parallelism comes from running several cases, so --jobs 1 is truly sequential and --jobs N
+// uses N cores without oversubscribing them), and freed memory is kept for the next case
+// instead of being returned to the system and faulted in again (a case allocates and frees
+// some 30 MiB of planes).
+void prepareProcessForCases();
+
 // The case folder of each project, in order: the file name without extension, without leading
 // dots (so never "", "." or "..", nor hidden), unique in the output folder ("study", "study-2").
 QStringList caseFolderNames(const QStringList& projects);

@@ -12,6 +12,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QJsonArray>
 #include <QFileInfo>
 
 #include <cstdio>
@@ -79,6 +80,22 @@ bool mergeSummaries(const QStringList& paths, const QDir& outDir, CohortReport* 
     if (settingsFrom.isEmpty())
         merged.settings.version = QString::fromLatin1(versionString());
     return true;
+}
+
+// An option's value as the report shows it: lists joined, numbers and switches as written.
+QString optionText(const QJsonValue& value)
+{
+    if (value.isArray()) {
+        QStringList parts;
+        for (const QJsonValue& v : value.toArray())
+            parts << optionText(v);
+        return parts.join(QStringLiteral(", "));
+    }
+    if (value.isBool())
+        return value.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
+    if (value.isDouble())
+        return QString::number(value.toDouble());
+    return value.toString();
 }
 
 } // namespace
@@ -153,6 +170,7 @@ int runCases(const BatchOptions& options)
                      .arg(displayPath(options.outDir)));
         return 1;
     }
+    prepareProcessForCases();
     QStringList paths;
     for (const Case& c : cases)
         paths << c.path;
@@ -164,8 +182,8 @@ int runCases(const BatchOptions& options)
     report.summary.extraColumns = extraColumns;
     const QJsonObject shown = options.toJson();
     for (auto it = shown.begin(); it != shown.end(); ++it)
-        report.options << qMakePair(it.key(), it.value().toVariant().toStringList().join(
-                                                  QStringLiteral(", ")));
+        if (it.key() != QLatin1String("smallArea") && it.key() != QLatin1String("pathology"))
+            report.options << qMakePair(it.key(), optionText(it.value()));
 
     // Workers only compute and write their own case folder; everything that is said or
     // collected happens here, in input order, so that the outputs are the same for any --jobs.

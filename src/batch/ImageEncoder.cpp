@@ -16,7 +16,7 @@ void ImageEncoder::add(const QString& file, const QImage& image)
     encoding.start([this, &item]() {
         const std::optional<QByteArray> bytes = encodePng(item.path, item.image, &item.error);
         item.image = QImage(); // the pixels are no longer needed
-        item.written = bytes && writeFileAtomically(item.path, *bytes, &item.error);
+        item.written = bytes && writeStagedFile(item.path, *bytes, &item.error);
     });
 }
 

@@ -12,8 +12,8 @@
 namespace kelvara {
 
 // Encodes and writes a case's images on the thread pool from the moment each one is handed
-// over, so that encoding the first images overlaps the analysis that produces the next ones, and
-// the waits for the disk (every atomic write syncs its file) overlap each other.
+// over, so that encoding the first images overlaps the analysis that produces the next ones
+// where the pool has threads to spare. The files go into a staging folder (writeStagedFile).
 class ImageEncoder
 {
 public:

@@ -59,6 +59,20 @@ mode_t linkMode(const QByteArray& path)
     return ::lstat(path.constData(), &st) == 0 ? st.st_mode : 0;
 }
 
+// A write that stops short (a full disk) reports no error; writing the rest again brings out
+// the reason.
+bool writeWhole(QFileDevice& file, const QByteArray& bytes)
+{
+    qint64 written = 0;
+    while (written < bytes.size()) {
+        const qint64 n = file.write(bytes.constData() + written, bytes.size() - written);
+        if (n <= 0)
+            break;
+        written += n;
+    }
+    return written == bytes.size() && file.error() == QFileDevice::NoError;
+}
+
 } // namespace
 
 QString displayPath(const QString& path)
@@ -160,16 +174,8 @@ bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* 
         set(error, QStringLiteral("cannot write %1: %2").arg(quoted(path), file.errorString()));
         return false;
     }
-    // A write that stops short (a full disk) reports no error; writing the rest again brings
-    // out the reason. Without a commit the temporary file is discarded and the previous file stays.
-    qint64 written = 0;
-    while (written < bytes.size()) {
-        const qint64 n = file.write(bytes.constData() + written, bytes.size() - written);
-        if (n <= 0)
-            break;
-        written += n;
-    }
-    if (written != bytes.size() || file.error() != QFileDevice::NoError) {
+    // Without a commit the temporary file is discarded and the previous file stays.
+    if (!writeWhole(file, bytes)) {
         set(error, QStringLiteral("cannot write %1: %2").arg(quoted(path), file.errorString()));
         file.cancelWriting();
         return false;
@@ -198,6 +204,22 @@ std::optional<QByteArray> encodeImage(const QString& path, const QImage& image, 
         return std::nullopt;
     }
     return bytes;
+}
+
+bool writeStagedFile(const QString& path, const QByteArray& bytes, QString* error)
+{
+    QFile file(path);
+    // Unbuffered, so that a failing write shows at the write, not at an unchecked close.
+    bool ok = file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered) &&
+              writeWhole(file, bytes);
+    const QString reason = file.errorString();
+    file.close();
+    ok = ok && file.error() == QFileDevice::NoError;
+    if (!ok) {
+        set(error, QStringLiteral("cannot write %1: %2").arg(quoted(path), reason));
+        file.remove();
+    }
+    return ok;
 }
 
 bool writeImageAtomically(const QString& path, const QImage& image, const char* format,

@@ -50,6 +50,11 @@ std::optional<QString> sha256OfFile(const QString& path, qint64 maxSize, QString
 // file remains, and *error names the file and the reason.
 bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error);
 
+// A file in a folder that is not yet in place (a staging folder that is renamed as a whole once
+// complete): written and checked but neither renamed nor synced on its own, since the folder's
+// rename is what makes it visible. A file that fails is removed. Not for anything else.
+bool writeStagedFile(const QString& path, const QByteArray& bytes, QString* error);
+
 // The image encoded in memory (format as QImageWriter names it, e.g. "PNG"; quality as
 // QImageWriter takes it); nothing, with *error naming path, when it cannot be encoded.
 std::optional<QByteArray> encodeImage(const QString& path, const QImage& image, const char* format,
