@@ -11,6 +11,7 @@ packages=(
   libopencv-core-dev             # DFT (core only; no CMake config in Debian)
   libdcmtk-dev                   # DICOM reader
   libopenjp2-7-dev               # JPEG 2000 Pixel Data
+  zlib1g-dev                     # PNG writer
   clang libclang-rt-14-dev       # fuzz/ (libFuzzer runtime, make fuzz)
   xvfb xauth libgl1-mesa-dri     # headless widget and 3D tests
   python3-pydicom                # real DICOM files from other toolkits for the tests

@@ -35,10 +35,6 @@ namespace kelvara {
 
 namespace {
 
-// zlib level 1: a third of the default's writing time for files a little larger; the batch
-// writes some twenty images per case.
-constexpr int kPngQuality = 80;
-
 QJsonValue number(double v)
 {
     return std::isfinite(v) ? QJsonValue(v) : QJsonValue(QJsonValue::Null);
@@ -484,7 +480,7 @@ CaseOutcome runBatchCase(const QString& projectPath, const QString& folderName,
             options.outDir, out.name,
             [&](const QDir& dir, QString* error) {
                 CaseAnalysis analysis;
-                ImageEncoder encoder(dir, "PNG", kPngQuality);
+                ImageEncoder encoder(dir);
                 analyseCase(loaded, analysis, out, timer, note, encoder);
                 // "write" is what the writing adds after the analysis.
                 if (!encoder.writeAll(error) || !writePlanes(analysis, dir, options, error))

@@ -1,11 +1,11 @@
 #include "ImageEncoder.h"
 
 #include "FileAccess.h"
+#include "PngEncoder.h"
 
 namespace kelvara {
 
-ImageEncoder::ImageEncoder(const QDir& dir, const char* format, int quality)
-    : dir(dir), format(format), quality(quality)
+ImageEncoder::ImageEncoder(const QDir& dir) : dir(dir)
 {
 }
 
@@ -14,8 +14,7 @@ void ImageEncoder::add(const QString& file, const QImage& image)
     items.push_back({dir.filePath(file), image, false, QString()});
     Item& item = items.back();
     encoding.start([this, &item]() {
-        const std::optional<QByteArray> bytes =
-            encodeImage(item.path, item.image, format, quality, &item.error);
+        const std::optional<QByteArray> bytes = encodePng(item.path, item.image, &item.error);
         item.image = QImage(); // the pixels are no longer needed
         item.written = bytes && writeStagedFile(item.path, *bytes, &item.error);
     });

@@ -17,9 +17,8 @@ namespace kelvara {
 class ImageEncoder
 {
 public:
-    // Files go into dir, which must exist before the first add(); format and quality as
-    // QImageWriter takes them.
-    ImageEncoder(const QDir& dir, const char* format, int quality);
+    // PNG files (encodePng) go into dir, which must exist before the first add().
+    explicit ImageEncoder(const QDir& dir);
 
     void add(const QString& file, const QImage& image);
     // Waits until every file is written (each atomically). False, with *error naming the file
@@ -36,8 +35,6 @@ private:
     };
 
     QDir dir;
-    const char* format;
-    int quality;
     std::deque<Item> items; // a deque keeps each item in place while encoders write into it
     TaskGroup encoding;     // after items: destroyed first, so no encoder outlives its item
 };

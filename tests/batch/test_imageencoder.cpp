@@ -23,7 +23,7 @@ private slots:
         const QStringList files{"a.png", "b.png", "c.png"};
         if (blocked >= 0)
             QVERIFY(QDir(dir.path()).mkdir(files[blocked]));
-        kelvara::ImageEncoder encoder(QDir(dir.path()), "PNG", 80);
+        kelvara::ImageEncoder encoder{QDir(dir.path())};
         QList<QImage> images;
         for (int i = 0; i < files.size(); ++i) {
             QImage image(40 + i, 30, i == 2 ? QImage::Format_ARGB32 : QImage::Format_Grayscale8);
