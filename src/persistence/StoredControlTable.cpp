@@ -622,6 +622,12 @@ StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root,
             checkImageKey(report, object, name(m), kSeries, QJsonValue::String, false);
             checkImageKey(report, object, name(m), kSlice, QJsonValue::Double, false);
             checkImageKey(report, object, name(m), kBValue, QJsonValue::Double, false);
+            // A slice is an index: 2.7 reads as slice 2.
+            if (slice.isDouble() && double(source.slice) != slice.toDouble())
+                report.add(FindingKind::Rounded, name(m) + QLatin1Char('/') + kSlice,
+                           QStringLiteral("%1 is not a whole number; slice %2 used")
+                               .arg(slice.toDouble())
+                               .arg(source.slice));
             // Saved before an image was loaded: nothing to read, which is no fault.
             if (!(source.path.isEmpty() && source.kind.isEmpty()) &&
                 !ImageSource::readableKind(source.kind))

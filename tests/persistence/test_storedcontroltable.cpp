@@ -300,6 +300,7 @@ private slots:
         row("decimals", s, "FFT_T2_Tresh/XMin", "0.12345", {"Rounded FFT_T2_Tresh/XMin"});
         row("result bound whole only", s, "ResultMin", "37.25", {"Rounded ResultMin"});
         row("mask bound truncated", s, "DWIBMask/Min", "100.9", {"Rounded DWIBMask/Min"});
+        row("slice not whole", p, "T2/Slice", "2.7", {"Rounded T2/Slice"});
         row("missing", p, "AOI", "", {"Missing AOI/HCells", "Missing AOI/VCells", "Missing AOI/HPos", "Missing AOI/VPos"});
         row("no such item", s, "FFT_T2_Filter/Type", "4", {"NoSuchItem FFT_T2_Filter/Type"});
         row("duplicate", s, "ResultMax", "10, \"ResultMax\": 20", {"Duplicate ResultMax"});
