@@ -16,6 +16,7 @@ packages=(
   xvfb xauth libgl1-mesa-dri     # headless widget and 3D tests
   python3-pydicom                # real DICOM files from other toolkits for the tests
   libbenchmark-dev               # bench/
+  chromium                       # report.html read by a real browser in the tests
 )
 
 missing=()

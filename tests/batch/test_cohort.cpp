@@ -9,7 +9,9 @@
 #include <QDir>
 #include <QImage>
 #include <QJsonArray>
+#include <QProcess>
 #include <QRandomGenerator>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QUrl>
 #include <QXmlStreamReader>
@@ -433,6 +435,17 @@ private slots:
                  QList<int>({tp, fp, tn, fn}));
         QCOMPARE(QList<int>({tp, fp, tn, fn}), QList<int>({3, 0, 2, 1}));
         QCOMPARE(checkReportLinks(whole, "missing.kelvara"), 7);
+        // A real browser reads the page into the same tree: the curve, every thumbnail.
+        const QString browser = QStandardPaths::findExecutable("chromium");
+        if (browser.isEmpty())
+            QSKIP("chromium is not installed (scripts/install-deps.sh installs it)");
+        QProcess chromium;
+        chromium.start(browser, {"--headless", "--no-sandbox", "--disable-gpu", "--dump-dom",
+                                 QUrl::fromLocalFile(whole + "/report.html").toString()});
+        QVERIFY(chromium.waitForFinished(120000));
+        const QString dom = QString::fromUtf8(chromium.readAllStandardOutput());
+        QVERIFY2(dom.count("<img ") == 7 && dom.count("<svg") == 1 && dom.contains("AUC "),
+                 qPrintable(dom.left(2000)));
 
         const QJsonObject provenance = readJson(whole + "/lesion/result.json").value("provenance").toObject();
         QFile project(samples + "/lesion.kelvara");
