@@ -84,30 +84,15 @@ bool loadImage(const QString& projectPath, Modality m, const ImageSource& source
     }
     const QString path = QDir::cleanPath(QFileInfo(resolveImagePath(
         source.path, projectPath, ImagePathBase::ProjectFolder)).absoluteFilePath());
-    if (source.kind == QLatin1String("BMP")) {
-        QString reason;
-        if (!images->loadBmp(m, path, &reason)) {
-            // The same words as the window's status bar.
-            *error = QStringLiteral("%1 image: %2").arg(modality, reason);
-            return false;
-        }
-        return true;
-    }
-    if (source.kind == QLatin1String("DICOM")) {
-        QString reason;
-        ImageSource resolved = source;
-        resolved.path = path;
-        if (!images->loadSource(m, resolved, &reason, warnings)) {
-            // Series errors name the modality themselves.
-            *error = readsSeries(resolved) ? reason : QStringLiteral("%1 image: %2").arg(modality, reason);
-            return false;
-        }
-        return true;
-    }
-    // Any other type: the case model says what it expected.
+    // The case model loads by kind (BMP, DICOM file or series) and says what it expected of
+    // any other kind, in the words of the window's status bar.
+    ImageSource resolved = source;
+    resolved.path = path;
     QString reason;
-    images->load(m, {path, source.kind}, &reason);
-    *error = QStringLiteral("%1 image: %2").arg(modality, reason);
+    if (images->loadSource(m, resolved, &reason, warnings))
+        return true;
+    // Series errors name the modality themselves.
+    *error = readsSeries(resolved) ? reason : QStringLiteral("%1 image: %2").arg(modality, reason);
     return false;
 }
 
