@@ -9,6 +9,7 @@
 #include "Numeric.h"
 #include "ResultMatrix.h"
 #include "ResultOverlay.h"
+#include "RunStaging.h"
 #include "SeriesChoice.h"
 #include "StoredControlTable.h"
 #include "SymmetryEngine.h"
@@ -346,29 +347,38 @@ bool writeResultJson(const QDir& dir, const QJsonObject& result, QString* error)
 }
 
 // `fill` writes into a staging folder inside outDir, which then replaces outDir/name as a whole:
-// a case folder is either complete or the earlier one. Messages name the files by the place
-// they were meant for; the staging folder is gone afterwards.
+// a case folder is either complete or the earlier one. Only an earlier case folder is replaced;
+// anything else of that name stays (*targetKept). Messages name the files by the place they
+// were meant for; the staging folder is gone afterwards.
 bool writeCaseFolder(const QString& outDir, const QString& name,
-                     const std::function<bool(const QDir&, QString*)>& fill, QString* error)
+                     const std::function<bool(const QDir&, QString*)>& fill, QString* error,
+                     bool* targetKept)
 {
     const QString target = QDir(outDir).filePath(name);
-    const QString staging = createStagingFolder(outDir, error);
+    const QString staging = RunStaging::create(outDir, error);
     if (staging.isEmpty())
         return false;
-    if (!fill(QDir(staging), error)) {
+    if (!markCaseFolder(staging, error) || !fill(QDir(staging), error)) {
         error->replace(staging, target);
         QString removal;
-        if (!removeFolder(staging, &removal))
+        if (!RunStaging::remove(staging, &removal))
             *error += QStringLiteral("; ") + removal;
         return false;
     }
-    return replaceFolder(staging, target, error);
+    if (RunStaging::place(staging, target, isCaseFolder, error, targetKept))
+        return true;
+    if (*targetKept)
+        *error += QStringLiteral("; this run's result of the case was not kept");
+    return false;
 }
 
 // An earlier run's result.json must not be taken for this run's: the folder is replaced by one
-// that says the case failed, or, when not even that can be written, removed.
-void recordFailure(const QString& outDir, CaseOutcome& out)
+// that says the case failed, or, when not even that can be written, removed. What is not an
+// earlier case folder, or cannot be replaced, is left as it is (the error says so).
+void recordFailure(const QString& outDir, CaseOutcome& out, bool targetKept)
 {
+    if (targetKept)
+        return;
     const QJsonObject failed{{QStringLiteral("case"), out.name},
                              {QStringLiteral("project"), out.project},
                              {QStringLiteral("error"), out.error}};
@@ -376,10 +386,11 @@ void recordFailure(const QString& outDir, CaseOutcome& out)
     if (writeCaseFolder(
             outDir, out.name,
             [&failed](const QDir& dir, QString* e) { return writeResultJson(dir, failed, e); },
-            &error))
+            &error, &targetKept))
         return;
     out.error += QStringLiteral("; ") + error;
-    if (!removeFolder(QDir(outDir).filePath(out.name), &error))
+    const QString target = QDir(outDir).filePath(out.name);
+    if (!targetKept && isCaseFolder(target) && !removeFolder(target, &error))
         out.error += QStringLiteral("; ") + error;
 }
 
@@ -421,12 +432,52 @@ void prepareProcessForCases()
     mallopt(M_TRIM_THRESHOLD, 1024 * 1024 * 1024);
 }
 
-QStringList caseFolderNames(const QStringList& projects)
+namespace {
+
+constexpr char kMarkerText[] = "kelvara-batch case folder\n";
+
+} // namespace
+
+bool isCaseFolder(const QString& path)
+{
+    const QFileInfo folder(path);
+    const QString marker = QDir(path).filePath(QLatin1String(kCaseFolderMarker));
+    if (!folder.isDir() || folder.isSymLink() || QFileInfo(marker).isSymLink())
+        return false;
+    const std::optional<QByteArray> text = readRegularFile(marker, 1024, nullptr);
+    return text && *text == kMarkerText;
+}
+
+bool markCaseFolder(const QString& dir, QString* error)
+{
+    return writeStagedFile(QDir(dir).filePath(QLatin1String(kCaseFolderMarker)), kMarkerText,
+                           error);
+}
+
+QStringList caseFolderNames(const QStringList& projects, const QString& outDir,
+                            QStringList* notes)
 {
     // The run's own files share the output folder; compared without case for file systems that
     // ignore it.
     QSet<QString> taken{QStringLiteral("summary.csv"), QStringLiteral("report.html"),
                         QStringLiteral("evaluation.json")};
+    // Why the name's place in outDir cannot take the case; empty when it can.
+    const auto occupied = [&](const QString& name) -> QString {
+        if (outDir.isEmpty())
+            return QString();
+        const QString path = QDir(outDir).filePath(name);
+        const QFileInfo entry(path);
+        if (!entry.exists() && !entry.isSymLink())
+            return QString();
+        if (!isCaseFolder(path))
+            return QStringLiteral("'%1' was not written by kelvara-batch and is left untouched")
+                .arg(displayPath(path));
+        if (!folderContentsRemovable(path))
+            return QStringLiteral("'%1' is an earlier case folder that cannot be replaced "
+                                  "(read-only) and is left as it is")
+                .arg(displayPath(path));
+        return QString();
+    };
     QStringList names;
     for (const QString& project : projects) {
         QString base = QFileInfo(project).completeBaseName();
@@ -437,8 +488,21 @@ QStringList caseFolderNames(const QStringList& projects)
         if (base.isEmpty())
             base = QStringLiteral("case");
         QString name = base;
-        for (int n = 2; taken.contains(name.toLower()); ++n)
+        QStringList passed;
+        for (int n = 2;; ++n) {
+            if (!taken.contains(name.toLower())) {
+                const QString why = occupied(name);
+                if (why.isEmpty())
+                    break;
+                passed << why;
+            }
             name = QStringLiteral("%1-%2").arg(base).arg(n);
+        }
+        if (notes)
+            for (const QString& why : std::as_const(passed))
+                *notes << QStringLiteral("%1; the case of '%2' is written to '%3'")
+                              .arg(why, displayPath(project),
+                                   displayPath(QDir(outDir).filePath(name)));
         taken.insert(name.toLower());
         names << name;
     }
@@ -453,6 +517,7 @@ CaseOutcome runBatchCase(const QString& projectPath, const QString& folderName,
     out.name = folderName;
     out.project = QFileInfo(projectPath).absoluteFilePath();
     StageTimer timer;
+    bool targetKept = false;
 
     LoadedCase loaded;
     if (loadCase(projectPath, options, &loaded, &out.error)) {
@@ -474,10 +539,10 @@ CaseOutcome runBatchCase(const QString& projectPath, const QString& folderName,
                 out.result = resultJson(loaded, analysis, out, timer.finish());
                 return writeResultJson(dir, out.result, error);
             },
-            &out.error);
+            &out.error, &targetKept);
     }
     if (!out.ok())
-        recordFailure(options.outDir, out);
+        recordFailure(options.outDir, out, targetKept);
     return out;
 }
 

@@ -22,6 +22,27 @@ QString clockTime(double seconds)
 
 } // namespace
 
+QString terminalSafe(const QString& text)
+{
+    QString safe;
+    safe.reserve(text.size());
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u < 0x20 || (u >= 0x7f && u <= 0x9f))
+            safe += QStringLiteral("\\x%1").arg(unsigned(u), 2, 16, QLatin1Char('0'));
+        else
+            safe += c;
+    }
+    return safe;
+}
+
+void printError(const QString& line)
+{
+    const QByteArray bytes = (terminalSafe(line) + QLatin1Char('\n')).toLocal8Bit();
+    std::fwrite(bytes.constData(), 1, std::size_t(bytes.size()), stderr);
+    std::fflush(stderr);
+}
+
 BatchProgress::BatchProgress(int total, bool terminal, std::FILE* out)
     : total(total), terminal(terminal), out(out)
 {
@@ -54,22 +75,22 @@ void BatchProgress::caseFinished(const QString& line)
 {
     ++done;
     if (!terminal) {
-        print(QStringLiteral("[%1/%2] %3\n").arg(done).arg(total).arg(line));
+        print(QStringLiteral("[%1/%2] %3\n").arg(done).arg(total).arg(terminalSafe(line)));
         return;
     }
     // The case's line above, the bar redrawn below it.
     print(QStringLiteral("\r\x1b[K%1\n%2")
-              .arg(line, bar(done, total, double(clock.nsecsElapsed()) / 1e9, 72)));
+              .arg(terminalSafe(line), bar(done, total, double(clock.nsecsElapsed()) / 1e9, 72)));
 }
 
 void BatchProgress::note(const QString& line)
 {
     if (!terminal) {
-        print(line + QLatin1Char('\n'));
+        print(terminalSafe(line) + QLatin1Char('\n'));
         return;
     }
     print(QStringLiteral("\r\x1b[K%1\n%2")
-              .arg(line, bar(done, total, double(clock.nsecsElapsed()) / 1e9, 72)));
+              .arg(terminalSafe(line), bar(done, total, double(clock.nsecsElapsed()) / 1e9, 72)));
 }
 
 void BatchProgress::finish()

@@ -9,6 +9,7 @@
 #include "FileAccess.h"
 #include "KelvaraVersion.h"
 #include "Manifest.h"
+#include "RunStaging.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -24,7 +25,7 @@ namespace {
 
 void printErr(const QString& text)
 {
-    std::fprintf(stderr, "kelvara-batch: %s\n", text.toLocal8Bit().constData());
+    printError(QStringLiteral("kelvara-batch: ") + text);
 }
 
 QString describe(const CohortSettings& s)
@@ -171,10 +172,21 @@ int runCases(const BatchOptions& options)
         return 1;
     }
     prepareProcessForCases();
+    RunStaging::stopOnSignals();
+    // Folders of earlier runs that were killed while writing a case.
+    QStringList problems;
+    for (const QString& removed : removeStaleStagingFolders(outDir.path(), &problems))
+        printErr(QStringLiteral("note: removed '%1', left by an earlier run that was stopped")
+                     .arg(displayPath(removed)));
+    for (const QString& problem : std::as_const(problems))
+        printErr(QStringLiteral("note: %1 (left by an earlier run that was stopped)").arg(problem));
     QStringList paths;
     for (const Case& c : cases)
         paths << c.path;
-    const QStringList folders = caseFolderNames(paths);
+    QStringList taken;
+    const QStringList folders = caseFolderNames(paths, outDir.path(), &taken);
+    for (const QString& note : std::as_const(taken))
+        printErr(QStringLiteral("note: ") + note);
 
     CohortReport report;
     report.summary.settings = {QString::fromLatin1(versionString()), options.smallAreaThreshold,
@@ -225,6 +237,8 @@ int runCases(const BatchOptions& options)
         });
     progress.finish();
 
+    // A signal now ends the process only once these are written.
+    const auto finishing = RunStaging::hold();
     QString error;
     bool evaluated = false;
     if (!writeSummary(outDir.filePath(QStringLiteral("summary.csv")), report.summary, &error) ||

@@ -1,5 +1,6 @@
 // kelvara-batch: the whole analysis of saved projects without a window or a display.
 #include "BatchOptions.h"
+#include "BatchProgress.h"
 #include "CohortCommand.h"
 #include "DicomSeries.h"
 #include "FileAccess.h"
@@ -13,7 +14,7 @@ namespace {
 
 void printErr(const QString& text)
 {
-    std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+    printError(text);
 }
 
 int listSeries(const QString& path)

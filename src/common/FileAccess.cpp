@@ -5,7 +5,9 @@
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
+#include <QDirIterator>
 #include <QImageWriter>
+#include <QRegularExpression>
 #include <QRandomGenerator>
 #include <QSaveFile>
 
@@ -229,14 +231,106 @@ bool writeImageAtomically(const QString& path, const QImage& image, const char* 
     return bytes && writeFileAtomically(path, *bytes, error);
 }
 
+namespace {
+
+// Who made a staging folder, as its name records it.
+struct ProcessMark
+{
+    QString host;          // a hash of the host name: folders of other hosts (a shared disk) are
+                           // never judged
+    QString boot;          // the kernel's boot id: a folder of an earlier boot has no process
+    quint64 pidNamespace;  // pids mean something only within their namespace
+    qint64 pid;
+    quint64 start;         // the pid's start time in clock ticks since boot: tells a reused pid
+};
+
+constexpr char kStagingPrefix[] = ".kelvara-staging-";
+
+// The start time of a running process (field 22 of /proc/PID/stat); nothing when it is gone.
+std::optional<quint64> processStart(qint64 pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QByteArray line = stat.read(4096);
+    // The command name (field 2) may hold spaces and parentheses; the fields after its closing
+    // parenthesis start with field 3.
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    bool ok = false;
+    const quint64 start = fields.value(19).toULongLong(&ok);
+    return ok ? std::optional<quint64>(start) : std::nullopt;
+}
+
+QString thisHost()
+{
+    char name[256] = {};
+    ::gethostname(name, sizeof name - 1);
+    return QString::fromLatin1(
+        QCryptographicHash::hash(QByteArray(name), QCryptographicHash::Sha256).toHex().left(8));
+}
+
+QString thisBoot()
+{
+    QFile id(QStringLiteral("/proc/sys/kernel/random/boot_id"));
+    const QByteArray text = id.open(QIODevice::ReadOnly) ? id.read(64).trimmed() : QByteArray();
+    QString hex = QString::fromLatin1(text).remove(QLatin1Char('-')).toLower();
+    static const QRegularExpression isHex(QStringLiteral("^[0-9a-f]{1,32}$"));
+    return isHex.match(hex).hasMatch() ? hex : QStringLiteral("0");
+}
+
+quint64 pidNamespaceOf(const char* process)
+{
+    struct stat st;
+    return ::stat(process, &st) == 0 ? quint64(st.st_ino) : 0;
+}
+
+const ProcessMark& thisProcess()
+{
+    static const ProcessMark mark{thisHost(), thisBoot(), pidNamespaceOf("/proc/self/ns/pid"),
+                                  qint64(::getpid()), processStart(::getpid()).value_or(0)};
+    return mark;
+}
+
+std::optional<ProcessMark> markOf(const QString& folderName)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("^\\.kelvara-staging-([0-9a-f]{8})-([0-9a-f]{1,32})-(\\d{1,20})-"
+                       "(\\d{1,19})-(\\d{1,20})-[0-9a-f]{8}$"));
+    const QRegularExpressionMatch m = pattern.match(folderName);
+    if (!m.hasMatch())
+        return std::nullopt;
+    return ProcessMark{m.captured(1), m.captured(2), m.captured(3).toULongLong(),
+                       m.captured(4).toLongLong(), m.captured(5).toULongLong()};
+}
+
+bool processGone(const ProcessMark& mark)
+{
+    const ProcessMark& self = thisProcess();
+    if (mark.host != self.host)
+        return false;
+    if (mark.boot != self.boot)
+        return true;
+    if (mark.pidNamespace != self.pidNamespace)
+        return false;
+    const std::optional<quint64> start = processStart(mark.pid);
+    return !start || *start != mark.start;
+}
+
+} // namespace
+
 QString createStagingFolder(const QString& parent, QString* error)
 {
+    const ProcessMark& self = thisProcess();
     // mkdir rather than mkdtemp: the folder gets the permissions the user's umask gives a
     // folder, which it keeps once it is put in place.
     for (int attempt = 0; attempt < 100; ++attempt) {
         const QString path = QDir(parent).filePath(
-            QStringLiteral(".kelvara-%1").arg(QRandomGenerator::system()->generate(), 8, 16,
-                                              QLatin1Char('0')));
+            QStringLiteral("%1%2-%3-%4-%5-%6-%7")
+                .arg(QLatin1String(kStagingPrefix), self.host, self.boot)
+                .arg(self.pidNamespace)
+                .arg(self.pid)
+                .arg(self.start)
+                .arg(QRandomGenerator::system()->generate(), 8, 16, QLatin1Char('0')));
         if (::mkdir(QFile::encodeName(path).constData(), 0777) == 0)
             return path;
         if (errno != EEXIST) {
@@ -250,7 +344,46 @@ QString createStagingFolder(const QString& parent, QString* error)
     return QString();
 }
 
-bool replaceFolder(const QString& staging, const QString& target, QString* error)
+QStringList removeStaleStagingFolders(const QString& parent, QStringList* problems)
+{
+    QStringList removed;
+    const QStringList names =
+        QDir(parent).entryList({QLatin1String(kStagingPrefix) + QLatin1Char('*')},
+                               QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot | QDir::NoSymLinks);
+    for (const QString& name : names) {
+        const std::optional<ProcessMark> mark = markOf(name);
+        if (!mark || !processGone(*mark))
+            continue;
+        const QString path = QDir(parent).filePath(name);
+        QString error;
+        if (removeFolder(path, &error))
+            removed << path;
+        else if (problems)
+            *problems << error;
+    }
+    return removed;
+}
+
+bool folderContentsRemovable(const QString& path)
+{
+    const auto writable = [](const QString& folder) {
+        const QByteArray name = QFile::encodeName(folder);
+        return S_ISDIR(linkMode(name)) &&
+               ::faccessat(AT_FDCWD, name.constData(), W_OK | X_OK, AT_EACCESS) == 0;
+    };
+    if (!writable(path))
+        return false;
+    for (QDirIterator it(path, QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot | QDir::NoSymLinks,
+                         QDirIterator::Subdirectories);
+         it.hasNext();)
+        if (!writable(it.next()))
+            return false;
+    return true;
+}
+
+bool replaceFolder(const QString& staging, const QString& target,
+                   const std::function<bool(const QString&)>& mayReplace, QString* error,
+                   bool* targetKept)
 {
     const QByteArray from = QFile::encodeName(staging), to = QFile::encodeName(target);
     const auto fail = [&](const QString& reason) {
@@ -258,25 +391,65 @@ bool replaceFolder(const QString& staging, const QString& target, QString* error
         removeFolder(staging, nullptr);
         return false;
     };
+    const auto kept = [&](const QString& reason) {
+        if (targetKept)
+            *targetKept = true;
+        return fail(reason);
+    };
+    // The earlier folder, swapped out to `aside`, is removed; when that fails it goes back in
+    // place and the new folder is dropped.
+    const auto removeEarlier = [&](const QString& aside) {
+        if (removeFolder(aside, nullptr))
+            return true;
+        const QByteArray asideName = QFile::encodeName(aside);
+        if (::renameat2(AT_FDCWD, asideName.constData(), AT_FDCWD, to.constData(),
+                        RENAME_EXCHANGE) == 0) {
+            removeFolder(aside, nullptr);
+        } else if (::rename(to.constData(), from.constData()) != 0 ||
+                   ::rename(asideName.constData(), to.constData()) != 0) {
+            // Not even moving it back worked: say where it is, and keep it there.
+            if (targetKept)
+                *targetKept = true;
+            set(error, QStringLiteral("cannot put %1 in place: the earlier folder cannot be "
+                                      "removed and is now %2")
+                           .arg(quoted(target), quoted(aside)));
+            return false;
+        }
+        return kept(QStringLiteral("the earlier folder cannot be removed (some of its files are "
+                                   "protected) and is left in place"));
+    };
     for (int attempt = 0; attempt < 10; ++attempt) {
-        // A file or a link of that name is the user's, not an earlier result: never replaced.
         const mode_t mode = linkMode(to);
-        if (mode != 0 && !S_ISDIR(mode))
-            return fail(QStringLiteral("something other than a folder has that name"));
         if (mode == 0) {
+            // Never onto something that appeared since (rename would take an empty folder's
+            // place).
+            if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(),
+                            RENAME_NOREPLACE) == 0)
+                return true;
+            if (errno == EEXIST || errno == ENOTEMPTY)
+                continue;
+            if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+                return fail(systemReason(errno));
             if (::rename(from.constData(), to.constData()) == 0)
                 return true;
-            // Another process put its folder there since: swap again.
-            if (errno == ENOTEMPTY || errno == EEXIST)
+            if (errno == EEXIST || errno == ENOTEMPTY)
                 continue;
             return fail(systemReason(errno));
         }
+        // A file, a link or a folder that is not an earlier result of ours: never replaced.
+        if (!S_ISDIR(mode) || !mayReplace(target))
+            return kept(QStringLiteral("something else of that name is there and is left "
+                                       "untouched"));
         // One step, so that there is no moment without a complete folder at target; staging
         // then holds the earlier folder.
         if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_EXCHANGE) == 0)
-            return removeFolder(staging, error);
+            return removeEarlier(staging);
         if (errno == ENOENT)
             continue;
+        if (errno == EACCES || errno == EPERM || errno == EROFS || errno == EBUSY)
+            return kept(QStringLiteral("the earlier folder cannot be moved (%1); it is left as "
+                                       "it was")
+                            .arg(systemReason(errno)));
         if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
             return fail(systemReason(errno));
         // A file system that cannot swap: the earlier folder is moved aside first (a rename onto
@@ -298,7 +471,7 @@ bool replaceFolder(const QString& staging, const QString& target, QString* error
                 removeFolder(aside, nullptr);
             return fail(systemReason(e));
         }
-        return removeFolder(aside, error);
+        return removeEarlier(aside);
     }
     return fail(QStringLiteral("other processes keep replacing it"));
 }

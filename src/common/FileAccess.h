@@ -4,6 +4,7 @@
 #include <QImage>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 namespace kelvara {
@@ -70,13 +71,31 @@ bool writeImageAtomically(const QString& path, const QImage& image, const char* 
 
 // A new empty folder inside parent, hidden (its name starts with '.') and unique to this call,
 // so that neither a visible folder nor another process's staging folder can be taken for it.
-// Empty, with *error set, when it cannot be made.
+// Its name says which process made it (host, boot, pid namespace, pid and the pid's start
+// time), so that a later process can tell one left by a process that is gone. Empty, with
+// *error set, when it cannot be made.
 QString createStagingFolder(const QString& parent, QString* error);
 
-// Puts staging in the place of target. An earlier folder at target is swapped out whole and
-// removed (never merged with the new files). On failure target is left as it was, staging is
-// removed, and *error names target and the reason.
-bool replaceFolder(const QString& staging, const QString& target, QString* error);
+// Removes the staging folders in parent whose process is gone (killed before it could remove
+// them): those of this host made before it last started, and those of a pid of this host's pid
+// namespace that no longer runs or now belongs to a later process. A live process's folder, or
+// one of another host or namespace (whose process cannot be checked from here), stays. Returns
+// the folders removed; what could not be removed is added to *problems.
+QStringList removeStaleStagingFolders(const QString& parent, QStringList* problems);
+
+// Puts staging in the place of target. Nothing at target: staging is renamed. A folder at
+// target is replaced only when mayReplace(target) says so: swapped out whole in one step and
+// removed (never merged with the new files); when it cannot be removed it is swapped back.
+// Anything else at target (a file, a link, a folder mayReplace refuses, an earlier folder that
+// cannot be removed) is left untouched and *targetKept set. On failure target is left as it
+// was, staging is removed, and *error names target and the reason.
+bool replaceFolder(const QString& staging, const QString& target,
+                   const std::function<bool(const QString&)>& mayReplace, QString* error,
+                   bool* targetKept = nullptr);
+
+// True when path is a folder (not a link to one) whose contents this process may remove: it and
+// every folder below it can be written and searched (rights, immutable flag, read-only mount).
+bool folderContentsRemovable(const QString& path);
 
 // Removes the folder and everything in it (an unfinished staging folder, an earlier result that
 // must not outlive a failed run). True when nothing is left at path.

@@ -1,5 +1,6 @@
 // kelvara-batch run as a process: exit status and messages for bad input, and the sample
 // verdicts with their statistics checked against the written planes.
+#include "BatchCase.h"
 #include "BatchOptions.h"
 #include "BatchTestSupport.h"
 #include "FileFaults.h"
@@ -199,6 +200,8 @@ private slots:
         for (int i = 0; i < 5; ++i) // only a/study is a usable project; gone is missing
             QVERIFY(writeText(projects[i], i == 2 ? QJsonDocument(movedSampleProject("healthy")).toJson() : "{"));
         // An earlier run: a stale file in one folder, a complete-looking result in another.
+        QVERIFY(kelvara::markCaseFolder(out + "/study", nullptr) &&
+                kelvara::markCaseFolder(out + "/study-2", nullptr));
         QVERIFY(writeText(out + "/study/stale.png", "earlier"));
         QVERIFY(writeText(out + "/study-2/result.json", R"({"case": "study-2", "pathology": false})"));
         const QStringList outside = QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden);
@@ -242,6 +245,7 @@ private slots:
         const QString out = dir.filePath("out"), earlier = tmpfs ? dir.filePath("earlier") : out;
         const QString seen = tmpfs ? dir.filePath("seen") : out; // what the run left
         QVERIFY(QDir().mkpath(earlier + "/healthy") && QDir().mkpath(out) && QDir().mkpath(seen));
+        QVERIFY(kelvara::markCaseFolder(earlier + "/healthy", nullptr));
         QVERIFY(writeText(earlier + "/healthy/result.json", R"({"case": "healthy", "pathology": false})"));
         QVERIFY(writeText(earlier + "/healthy/t2_aoi.png", "earlier image"));
         const QString project = kSamples + "/healthy.kelvara";
@@ -272,7 +276,8 @@ private slots:
             left << QDir(seen).relativeFilePath(entry.filePath());
         }
         left.sort();
-        QCOMPARE(left, (QStringList{"healthy", "healthy/result.json", "report.html", "summary.csv"}));
+        QCOMPARE(left, (QStringList{"healthy", "healthy/.kelvara-case", "healthy/result.json",
+                                    "report.html", "summary.csv"}));
         const QJsonObject result = readJson(seen + "/healthy/result.json");
         QVERIFY(result.keys() == QStringList({"case", "error", "project"}) &&
                 result.value("error").toString().contains(reason));
