@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include <atomic>
+#include <cstdio>
 #include <chrono>
 #include <random>
 
@@ -79,6 +80,36 @@ private slots:
         const QString bar = BatchProgress::bar(done, 16, seconds, 72);
         QVERIFY2(bar.endsWith(tail), qPrintable(bar));
         QCOMPARE(bar.count(QLatin1Char('#')), done * (bar.indexOf(']') - 1) / 16);
+    }
+
+    void progressEscapesLines_data()
+    {
+        QTest::addColumn<bool>("terminal");
+        QTest::newRow("terminal") << true;
+        QTest::newRow("log") << false;
+    }
+
+    // A name with an escape sequence reaches the progress output as text; only the bar's own
+    // line handling ("\r\x1b[K" on a terminal) is a control sequence.
+    void progressEscapesLines()
+    {
+        QFETCH(bool, terminal);
+        std::FILE* out = std::tmpfile();
+        QVERIFY(out);
+        {
+            BatchProgress progress(2, terminal, out);
+            progress.note(QStringLiteral("note: a\x1b]0;title\x07" "b"));
+            progress.caseFinished(QStringLiteral("c\x1b[2Jd: NO PATHOLOGY DETECTED"));
+            progress.finish();
+        }
+        std::rewind(out);
+        QByteArray written(4096, '\0');
+        written.resize(qsizetype(std::fread(written.data(), 1, std::size_t(written.size()), out)));
+        std::fclose(out);
+        QVERIFY2(written.contains("note: a\\x1b]0;title\\x07b\n"), written.constData());
+        QVERIFY2(written.contains("c\\x1b[2Jd: NO PATHOLOGY DETECTED\n"), written.constData());
+        QCOMPARE(written.count('\x1b'), written.count("\r\x1b[K"));
+        QCOMPARE(written.count('\x07'), 0);
     }
 };
 
