@@ -4,7 +4,11 @@
 
 #include <QBoxLayout>
 #include <QComboBox>
+#include <QGuiApplication>
+#include <QLabel>
 #include <QLinearGradient>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
 #include <QPushButton>
 #include <QtDataVisualization/Q3DCamera>
 #include <QtDataVisualization/Q3DScene>
@@ -44,10 +48,39 @@ QSurfaceDataArray* placeholderSurface()
     return array;
 }
 
+// Why no 3D graph can be drawn here, empty when one can. Q3DSurface does not check this itself:
+// without an OpenGL context its constructor crashes, and on a platform that draws nowhere its
+// first rendering does.
+QString probeGraphs()
+{
+    const QString platform = QGuiApplication::platformName();
+    if (platform == QLatin1String("offscreen") || platform == QLatin1String("minimal"))
+        return QStringLiteral("no OpenGL window on the '%1' platform").arg(platform);
+    QOpenGLContext context;
+    if (!context.create())
+        return QStringLiteral("no OpenGL context");
+    QOffscreenSurface surface;
+    surface.setFormat(context.format());
+    surface.create();
+    if (!surface.isValid() || !context.makeCurrent(&surface))
+        return QStringLiteral("no OpenGL context can be made current");
+    context.doneCurrent();
+    return QString();
+}
+
 } // namespace
 
-Dual2D3DView::Dual2D3DView() : graph(new Q3DSurface())
+QString Dual2D3DView::graphsUnavailableReason()
 {
+    static const QString reason = probeGraphs();
+    return reason.isEmpty() ? reason : QStringLiteral("3D view unavailable: ") + reason;
+}
+
+Dual2D3DView::Dual2D3DView()
+{
+    if (!graphsUnavailableReason().isEmpty())
+        return;
+    graph = new Q3DSurface();
     auto* series = new QSurface3DSeries();
     QLinearGradient gradient;
     gradient.setColorAt(0.0, Qt::blue);
@@ -102,8 +135,27 @@ QStringList Dual2D3DView::cameraTexts()
 void Dual2D3DView::attachGraph(QWidget* parent, QBoxLayout* layout, QComboBox* cameraCombo,
                                QPushButton* saveButton)
 {
-    if (!graph || graphContainer)
+    if (graphContainer)
         return;
+    if (!graph) {
+        // The area says why it stays empty; the controls of a graph that is not there are off.
+        const QString reason = graphsUnavailableReason();
+        if (reason.isEmpty())
+            return;
+        auto* label = new QLabel(reason, parent);
+        label->setObjectName(QStringLiteral("graphUnavailable"));
+        label->setAlignment(Qt::AlignCenter);
+        label->setWordWrap(true);
+        label->setMinimumWidth(120);
+        if (layout)
+            layout->addWidget(label, 0);
+        for (QWidget* w : {static_cast<QWidget*>(cameraCombo), static_cast<QWidget*>(saveButton)})
+            if (w) {
+                w->setEnabled(false);
+                w->setToolTip(reason);
+            }
+        return;
+    }
     graphContainer = QWidget::createWindowContainer(graph, parent);
     if (layout)
         layout->addWidget(graphContainer, 0);
@@ -170,17 +222,8 @@ void Dual2D3DView::setCameraPreset(int index)
 void Dual2D3DView::setSurfaceData(const double* const* values, int halfWidth, int height,
                                   double yMin, double yMax, bool useInterval, double lo, double hi)
 {
-    if (!graph || graph->seriesList().isEmpty())
-        return;
-    constexpr int kCentre = kCanvasSize / 2;
-    // The box is centred on the canvas; whatever of it lies outside the canvas has no values.
-    const int halfHeight = height / 2;
-    const int x0 = std::max(0, kCentre - std::max(halfWidth, 0));
-    const int x1 = std::min(kCanvasSize, kCentre + std::max(halfWidth, 0));
-    const int y0 = std::max(0, kCentre - std::max(halfHeight, 0));
-    const int y1 = std::min(kCanvasSize, kCentre + std::max(halfHeight, 0));
-
-    // Kept whole for the readout: the 2D image shows the entire canvas, not only the box.
+    // Kept whole for the readout: the 2D image shows the entire canvas, not only the box. The
+    // 2D view reads it with or without a graph.
     if (values) {
         plane.resize(std::size_t(kCanvasSize) * kCanvasSize);
         for (int x = 0; x < kCanvasSize; ++x)
@@ -188,6 +231,16 @@ void Dual2D3DView::setSurfaceData(const double* const* values, int halfWidth, in
     } else {
         plane.clear();
     }
+    if (!graph || graph->seriesList().isEmpty())
+        return;
+
+    constexpr int kCentre = kCanvasSize / 2;
+    // The box is centred on the canvas; whatever of it lies outside the canvas has no values.
+    const int halfHeight = height / 2;
+    const int x0 = std::max(0, kCentre - std::max(halfWidth, 0));
+    const int x1 = std::min(kCanvasSize, kCentre + std::max(halfWidth, 0));
+    const int y0 = std::max(0, kCentre - std::max(halfHeight, 0));
+    const int y1 = std::min(kCanvasSize, kCentre + std::max(halfHeight, 0));
 
     auto* array = new QSurfaceDataArray;
     if (values && x1 > x0 && y1 > y0) {

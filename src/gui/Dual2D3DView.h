@@ -13,7 +13,8 @@ class QComboBox;
 class QPushButton;
 
 // A result shown twice: as the grey image of T2_View and as a height field in a 3D surface
-// graph placed next to it, with a camera combo box and a save button for the rendering.
+// graph placed next to it, with a camera combo box and a save button for the rendering (the
+// graph is left out where none can be drawn).
 class Dual2D3DView : public T2_View
 {
     Q_OBJECT
@@ -54,10 +55,16 @@ public:
     void save2DImage() override;
     void save3DImage();
 
+    // Null where no 3D graph can be drawn (graphsUnavailableReason).
     Q3DSurface* surfaceGraph() const { return graph; }
     QWidget* container() const { return graphContainer; }
 
     static QStringList cameraTexts();
+
+    // "3D view unavailable: no OpenGL context" (and the like) where this process cannot draw a
+    // 3D graph; empty where it can. Found out once, before the first graph is made: each graph
+    // area then shows the text instead of a graph, and the rest of the window works as always.
+    static QString graphsUnavailableReason();
 
 private:
     void setGraphGrey(bool grey);

@@ -148,6 +148,12 @@ MainWindow::MainWindow(QWidget* parent)
     ui->label_7->setVisible(false);
 
     loadSettingsFile(true);
+
+    // Each graph area already says so; the status bar says it once more for the whole window,
+    // unless the settings load has something to say there.
+    if (const QString reason = Dual2D3DView::graphsUnavailableReason();
+        !reason.isEmpty() && ui->statusbar->currentMessage().isEmpty())
+        ui->statusbar->showMessage(reason);
 }
 
 // A press may filter several images, each raising the same notice: it is shown once, after the

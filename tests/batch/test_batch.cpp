@@ -331,12 +331,17 @@ private slots:
             // the midline and below the gland's centre, about 15 px across.
             QVERIFY(suspicious >= 50);
             QCOMPARE(result.value("keptAreaPixels").toInt(), suspicious);
+            QVERIFY(result.value("averageSignal").toDouble() > 0.0);
             QVERIFY2(
                 minX > 256 && maxX < 256 + 30 && minY > 256 && maxY < 256 + 30,
                 qPrintable(QString("%1..%2 x %3..%4").arg(minX).arg(maxX).arg(minY).arg(maxY)));
         } else {
             QCOMPARE(suspicious, 0);
             QCOMPARE(result.value("keptAreaPixels").toInt(), 0);
+            // No positive solution value: the average is undefined, written as null (a 0 would
+            // read as a measured signal).
+            QVERIFY2(result.value("averageSignal").isNull(),
+                     qPrintable(result.value("averageSignal").toVariant().toString()));
         }
         const QStringList pngs = QDir(dir).entryList({"*.png"});
         QCOMPARE(pngs.size(), 22);

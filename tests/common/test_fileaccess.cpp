@@ -77,6 +77,39 @@ private slots:
                  "fb236ae29378d0cf16cdc6b4b5b9f82d6642514a61b60542efd33641eab2662d");
     }
 
+    // A cap is the largest size read: every entry takes a file of exactly the cap and refuses
+    // one byte more, with the reason.
+    void capIsTheLargestSizeRead_data()
+    {
+        QTest::addColumn<QString>("entry");
+        QTest::addColumn<int>("over");
+        for (const char* entry : {"check", "read", "sha256"}) {
+            QTest::addRow("%s, at the cap", entry) << entry << 0;
+            QTest::addRow("%s, one byte over", entry) << entry << 1;
+        }
+    }
+    void capIsTheLargestSizeRead()
+    {
+        QFETCH(QString, entry);
+        QFETCH(int, over);
+        constexpr qint64 cap = 4096;
+        QTemporaryDir dir;
+        const QString path = dir.filePath("f");
+        QVERIFY(writeBytes(path, QByteArray(cap + over, 'c')));
+        QString error;
+        bool read = false;
+        if (entry == "check")
+            read = checkRegularFile(path, cap, &error);
+        else if (entry == "read")
+            read = readRegularFile(path, cap, &error).value_or(QByteArray()).size() == cap;
+        else
+            read = sha256OfFile(path, cap, &error).has_value();
+        QCOMPARE(read, over == 0);
+        QCOMPARE(regularFileProblem(path, cap).isEmpty(), over == 0);
+        if (over)
+            QVERIFY2(error.contains("the file is too large") && error.contains(path), qPrintable(error));
+    }
+
     void writeReplaces()
     {
         QTemporaryDir dir;

@@ -419,6 +419,51 @@ private slots:
         QCOMPARE(f.messages.first(), QString("%1: %2").arg(kelvara::kCutoffMessageTitle, kelvara::kCutoffMessageText));
     }
 
+    // Each modality's Fourier views are kept while its AOI image stays: a second press with
+    // one parameter changed shows that parameter's result, as a fresh transform computes it.
+    void fourierViewsFollowEveryParameter_data()
+    {
+        QTest::addColumn<QString>("control");
+        QTest::addColumn<double>("value");
+        QTest::newRow("threshold X min") << "DWIFFTTreshXMin" << 0.2;
+        QTest::newRow("threshold X max") << "DWIFFTTreshXMax" << 0.8;
+        QTest::newRow("threshold Y min") << "DWIFFTTreshYMin" << 0.2;
+        QTest::newRow("threshold Y max") << "DWIFFTTreshYMax" << 0.8;
+        QTest::newRow("band first cut-off") << "T2FFTCutoffSpinBox" << 0.2;
+        QTest::newRow("band second cut-off") << "T2FFTCutoffSpinBox2" << 0.6;
+    }
+    void fourierViewsFollowEveryParameter()
+    {
+        QFETCH(QString, control);
+        QFETCH(double, value);
+        loadCase();
+        ui->DWIFFTTreshXMax->setValue(0.5);
+        ui->DWIFFTTreshYMax->setValue(0.5);
+        ui->T2FFTFilterComboBox->setCurrentIndex(2); // band pass
+        ui->T2FFTCutoffSpinBox->setValue(0.1);
+        ui->T2FFTCutoffSpinBox2->setValue(0.3);
+        const bool threshold = control.startsWith("DWI");
+        auto press = [&] {
+            if (threshold) {
+                ui->FFTDWIDisplayTreshButton->click();
+                return QVariant(ui->FFTDWITresholdLabel->text());
+            }
+            ui->FFTT2DisplayResButton->click();
+            return QVariant(shownImage(ui->FFTFilterT2GraphicsView).convertToFormat(QImage::Format_Grayscale8));
+        };
+        const QVariant before = press();
+        f.child<QDoubleSpinBox>(control)->setValue(value);
+        const QVariant after = press();
+
+        const kelvara::ControlValues c = f.window->controlValues();
+        const kelvara::AOIImages aoi = const_cast<kelvara::CaseImages&>(f.window->caseModel()).aoiImages();
+        const QVariant fresh =
+            threshold ? QVariant(QString::number(kelvara::spectrumThresholdValue(aoi.dwi, c.threshold[1])))
+                      : QVariant(kelvara::filteredImage(aoi.t2, kelvara::filterParameters(c.filter[0], aoi.t2.width())));
+        QVERIFY(after != before);
+        QCOMPARE(after, fresh);
+    }
+
     // The 80-pixel DWI lesion as the whole solution: the lamp and the red marks follow the
     // thresholds.
     void verdict_data()

@@ -139,6 +139,17 @@ private slots:
             << "far.bmp" << bmp(7, 5, 24, full, 0, 0, 100000) << "past the end of the file";
         QTest::newRow("colour table under the pixels")
             << "table.bmp" << bmp(7, 5, 8, full, 0, 256, 60) << "inside its headers and colour table";
+        // The colour count at its limits: 2^bits colours, and pixels right after the table.
+        const QByteArray pixels8(40, '\1'), pixels4(20, '\x11'); // 7 x 5 pixels of colour 1
+        QTest::newRow("256 colours for 8 bits") << "c256.bmp" << bmp(7, 5, 8, pixels8, 0, 256) << QString();
+        QTest::newRow("257 colours for 8 bits")
+            << "c257.bmp" << bmp(7, 5, 8, pixels8, 0, 257) << "declares 257 colours for 8-bit pixels";
+        QTest::newRow("17 colours for 4 bits")
+            << "c17.bmp" << bmp(7, 5, 4, pixels4, 0, 17) << "declares 17 colours for 4-bit pixels";
+        QTest::newRow("4 colours, pixels after them") << "c4.bmp" << bmp(7, 5, 8, pixels8, 0, 4) << QString();
+        QTest::newRow("4 colours, pixels after 3")
+            << "c4short.bmp" << bmp(7, 5, 8, pixels8, 0, 4, 54 + 3 * 4)
+            << "starts at byte 66, inside its headers and colour table (which end at byte 70)";
         QTest::newRow("no width") << "w0.bmp" << bmp(0, 5, 24, full) << "declares 0 x 5 pixels";
         QTest::newRow("negative width") << "w-.bmp" << bmp(-7, 5, 24, full) << "declares -7 x 5";
         QTest::newRow("wider than the limit")
