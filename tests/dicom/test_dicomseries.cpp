@@ -580,8 +580,75 @@ private slots:
                 << QString();
         QTest::newRow("empty folder") << QStringList{"--list-series", other("empty")} << 1 << QString()
                                       << other("empty");
+        // A study whose series lie in subfolders, with a link back up and a file cut short.
+        const QString study = dir.filePath("study");
+        QVERIFY(QDir().mkpath(study + "/a") && QDir().mkpath(study + "/b/c"));
+        Header a{"7.1", "series a"}, c{"7.2", "series c"};
+        QVERIFY(writeDicom(study + "/a/1", a, {{0, {0, 0, 0}}}) &&
+                writeDicom(study + "/a/2", a, {{1, {0, 0, 3}}}) &&
+                writeDicom(study + "/a/3", a, {{2, {0, 0, 6}}}) &&
+                writeDicom(study + "/b/c/1", c, {{0, {0, 0, 0}}}));
+        QFile cut(study + "/a/3");
+        QVERIFY(cut.resize(cut.size() - 100));
+        QVERIFY(QFile::link(study, study + "/b/loop"));
+        const QString rowA = "7.1\tMR\tseries a\t2\t1,0,0,0,1,0\t0.5,0.5\t-\t" + study + "/a\n";
+        const QString rowC = "7.2\tMR\tseries c\t1\t1,0,0,0,1,0\t0.5,0.5\t-\t" + study + "/b/c\n";
+        QTest::newRow("study: every folder below, a loop listed once, a note for a cut file")
+            << QStringList{"--list-series", study} << 0 << header + rowA + rowC
+            << "note: skipped: Cannot read DICOM file \"" + study + "/a/3\": the file is truncated";
+        QTest::newRow("study: a series with an unreadable file cannot be used")
+            << QStringList{"--list-series", study} << 0 << header + rowA + rowC
+            << "note: Cannot use DICOM series \"7.1\" of \"" + study + "/a\"";
+        QTest::newRow("study: the link back is a note")
+            << QStringList{"--list-series", study} << 0 << header + rowA + rowC
+            << "note: \"" + study + "/b/loop\" leads back to";
+        // Folders 8 below the path are listed, 9 below are not.
+        QString deep = dir.filePath("deep");
+        for (int level = 1; level <= 9; ++level) {
+            deep += QStringLiteral("/%1").arg(level);
+            QVERIFY(QDir().mkpath(deep));
+            QVERIFY(writeDicom(deep + "/i", Header{QByteArray::number(level)}, {{0, {0, 0, 0}}}));
+        }
+        QString rows = header;
+        for (int level = 1; level <= 8; ++level) {
+            QString path = dir.filePath("deep");
+            for (int l = 1; l <= level; ++l)
+                path += QStringLiteral("/%1").arg(l);
+            rows += QStringLiteral("%1\tMR\t-\t1\t1,0,0,0,1,0\t0.5,0.5\t-\t%2\n").arg(level).arg(path);
+        }
+        QTest::newRow("8 folders deep listed, 9 not")
+            << QStringList{"--list-series", dir.filePath("deep")} << 0 << rows
+            << "/7/8\" are not listed: it lies 8 folder(s) below";
         QTest::newRow("with a project") << QStringList{"--list-series", folder(), "a.kelvara"} << 2
                                         << QString() << "takes no project";
+    }
+
+    void treeEntryLimit_data()
+    {
+        QTest::addColumn<int>("limit");
+        QTest::addColumn<int>("folders");
+        QTest::addColumn<bool>("stopped");
+        // exam holds 54 entries (52 DICOM files, the FIFO, the text file); other/mixed 2.
+        QTest::newRow("at the limit") << 56 << 2 << false;
+        QTest::newRow("one below") << 55 << 1 << true;
+    }
+
+    void treeEntryLimit()
+    {
+        QFETCH(int, limit);
+        QFETCH(int, folders);
+        QFETCH(bool, stopped);
+        const QString root = dir.filePath("limit");
+        QVERIFY(QDir().mkpath(root));
+        QFile::link(folder(), root + "/1");
+        QFile::link(other("mixed"), root + "/2");
+        DicomTreeScan tree;
+        QCOMPARE(message([&] { tree = scanDicomTree(root, kSeriesTreeDepth, limit); }),
+                 QStringLiteral("no exception"));
+        QCOMPARE(int(tree.folders.size()), folders);
+        QCOMPARE(tree.notes.join('\n').contains("the listing stops at \"" + root + "/2\": it would "
+                                                "pass " + QString::number(limit)),
+                 stopped);
     }
 
     void listSeries()
