@@ -1,5 +1,6 @@
 #include "BatchOptions.h"
 
+#include "DicomSeries.h"
 #include "StoredControlTable.h"
 
 #include <QJsonArray>
@@ -137,8 +138,10 @@ QString batchUsage()
         "                                   wrong type as the window does (defaults), instead\n"
         "                                   of failing the case\n"
         "  --list-series PATH               list the DICOM series of PATH (a DICOM file or a\n"
-        "                                   folder, not its subfolders), one tab-separated\n"
-        "                                   line each, and analyse nothing\n"
+        "                                   folder) and of every folder below it (at most %7\n"
+        "                                   deep, %8 files in all), one tab-separated line\n"
+        "                                   each ending with the series' folder, and analyse\n"
+        "                                   nothing\n"
         "  --help                           show this text\n"
         "  --version                        show the version\n"
         "\n"
@@ -147,7 +150,9 @@ QString batchUsage()
         "2 usage error.\n")
         .arg(range(kSmallArea), range(kPathology), range(kFactor), range(kAmplification[0]))
         .arg(kMaximumJobs)
-        .arg(defaultJobs());
+        .arg(defaultJobs())
+        .arg(kSeriesTreeDepth)
+        .arg(kSeriesTreeEntries);
 }
 
 BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* options,

@@ -20,12 +20,27 @@ void printErr(const QString& text)
 int listSeries(const QString& path)
 {
     try {
-        const DicomScan scan = scanDicomSeries(path);
-        for (const QString& problem : scan.problems)
-            printErr(QStringLiteral("kelvara-batch: note: skipped: %1").arg(problem));
+        const DicomTreeScan tree = scanDicomTree(path);
+        auto note = [](const QString& text) {
+            printErr(QStringLiteral("kelvara-batch: note: %1").arg(text));
+        };
         QByteArray out = seriesListHeader().join(QLatin1Char('\t')).toUtf8() + '\n';
-        for (const DicomSeries& s : scan.series)
-            out += seriesListRow(s).join(QLatin1Char('\t')).toUtf8() + '\n';
+        for (const DicomScan& scan : tree.folders) {
+            for (const QString& problem : scan.problems)
+                note(QStringLiteral("skipped: %1").arg(problem));
+            for (const DicomSeries& s : scan.series) {
+                out += seriesListRow(s).join(QLatin1Char('\t')).toUtf8() + '\n';
+                for (const QString& warning : s.warnings)
+                    note(warning);
+                try {
+                    s.requireUsable();
+                } catch (const std::exception& e) {
+                    note(QString::fromUtf8(e.what()));
+                }
+            }
+        }
+        for (const QString& text : tree.notes)
+            note(text);
         if (std::fwrite(out.constData(), 1, size_t(out.size()), stdout) != size_t(out.size()) ||
             std::fflush(stdout) != 0) {
             printErr(

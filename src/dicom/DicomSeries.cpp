@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcdeftag.h>
@@ -19,6 +20,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <new>
 #include <tuple>
@@ -48,26 +50,88 @@ std::optional<int> integer(DcmItem& item, const DcmTagKey& key)
     return int(value);
 }
 
+// An attribute of N numbers as it stands in a data set.
 template <size_t N>
-std::optional<std::array<double, N>> numbers(DcmItem& item, const DcmTagKey& key)
+struct Numbers
 {
+    bool present = false;                        // an element with a value
+    QString text;                                // the value as written, when present
+    std::optional<std::array<double, N>> values; // when it holds N finite numbers
+    QString problem;                             // present, but not N finite numbers
+};
+
+// The value as written, shortened, for a message.
+QString valueText(DcmElement& element)
+{
+    OFString value;
+    element.getOFStringArray(value);
+    QString t = QString::fromLatin1(value.c_str()).simplified();
+    if (t.size() > 60)
+        t = t.left(57) + QStringLiteral("...");
+    return t;
+}
+
+template <size_t N>
+Numbers<N> readNumbers(DcmItem& item, const DcmTagKey& key)
+{
+    Numbers<N> r;
+    DcmElement* element = nullptr;
+    if (item.findAndGetElement(key, element).bad() || !element || element->getLength() == 0)
+        return r;
+    r.present = true;
+    r.text = valueText(*element);
+    const unsigned long count = element->getVM();
+    if (count != N) {
+        r.problem = QStringLiteral("holds %1 value(s) (\"%2\"), not %3")
+                        .arg(count)
+                        .arg(r.text)
+                        .arg(N);
+        return r;
+    }
     std::array<double, N> values{};
     for (size_t i = 0; i < N; ++i) {
         Float64 v = 0;
-        if (item.findAndGetFloat64(key, v, unsigned(i)).bad() || !std::isfinite(v))
-            return std::nullopt;
+        if (element->getFloat64(v, static_cast<unsigned long>(i)).bad() || !std::isfinite(v)) {
+            r.problem = QStringLiteral("is \"%1\", not %2 finite number(s)")
+                            .arg(r.text)
+                            .arg(N);
+            return r;
+        }
         values[i] = v;
     }
-    return values;
+    r.values = values;
+    return r;
 }
 
-// `key` from the frame's functional group `macro`, else from the top level.
+// `key` from the frame's functional group `macro`, else from the shared one, else from the top
+// level: a per-frame value overrides the shared one.
 template <size_t N>
-std::optional<std::array<double, N>> frameNumbers(DcmDataset& dataset, const DcmTagKey& macro,
-                                                  const DcmTagKey& key, uint32_t frame)
+Numbers<N> frameNumbers(DcmDataset& dataset, const DcmTagKey& macro, const DcmTagKey& key,
+                        uint32_t frame)
 {
-    DcmItem* group = functionalGroup(dataset, macro, frame);
-    return numbers<N>(group ? *group : static_cast<DcmItem&>(dataset), key);
+    for (DcmItem* item : functionalGroups(dataset, macro, frame))
+        if (Numbers<N> r = readNumbers<N>(*item, key); r.present)
+            return r;
+    return readNumbers<N>(dataset, key);
+}
+
+// Why six direction cosines are no orientation: empty when they are two unit, perpendicular
+// vectors within the tolerances.
+QString orientationProblem(const std::array<double, 6>& o)
+{
+    const double row = std::sqrt(o[0] * o[0] + o[1] * o[1] + o[2] * o[2]);
+    const double column = std::sqrt(o[3] * o[3] + o[4] * o[4] + o[5] * o[5]);
+    if (std::abs(row - 1) > kUnitVectorTolerance || std::abs(column - 1) > kUnitVectorTolerance)
+        return QStringLiteral("its row and column vectors are not unit vectors (lengths %1 and "
+                              "%2)")
+            .arg(row, 0, 'g', 4)
+            .arg(column, 0, 'g', 4);
+    const double cosine = (o[0] * o[3] + o[1] * o[4] + o[2] * o[5]) / (row * column);
+    if (std::abs(cosine) > kPerpendicularTolerance)
+        return QStringLiteral("its row and column vectors are not perpendicular (%1 degrees "
+                              "apart)")
+            .arg(std::acos(std::clamp(cosine, -1.0, 1.0)) * 180 / M_PI, 0, 'f', 1);
+    return QString();
 }
 
 std::array<double, 3> sliceNormal(const std::array<double, 6>& o)
@@ -108,12 +172,6 @@ QString describe(const DicomSeriesImage& image)
     return name;
 }
 
-bool hasDicomPreamble(const QString& file)
-{
-    QFile f(file);
-    return f.open(QIODevice::ReadOnly) && f.read(132).mid(128) == "DICM";
-}
-
 // The images of one file, with the series each belongs to. Empty for a data set without Pixel
 // Data (a DICOMDIR, a report): it holds no image.
 struct FileImages
@@ -121,6 +179,42 @@ struct FileImages
     QString uid, modality, description;
     std::optional<int> seriesNumber;
     std::vector<DicomSeriesImage> images;
+    // Per image: whether the file gives a position, and an orientation, at all (maybe a faulty
+    // one, which is a fault of its own).
+    std::vector<char> positioned, oriented;
+    QStringList faults, warnings; // each naming the file
+};
+
+// One message per file and kind of problem, however many frames have it.
+class FrameProblems
+{
+public:
+    void add(const QString& what, const QString& file, uint32_t frame, uint32_t frames,
+             const QString& problem)
+    {
+        Entry& e = m_entries[what];
+        if (e.count++ == 0)
+            e.text = QStringLiteral("\"%1\"%2: %3 %4")
+                         .arg(file,
+                              frames > 1 ? QStringLiteral(" frame %1").arg(frame) : QString(),
+                              what, problem);
+    }
+    void appendTo(QStringList& list) const
+    {
+        for (const auto& [what, e] : m_entries)
+            list << (e.count > 1 ? QStringLiteral("%1 (and %2 more frame(s))")
+                                       .arg(e.text)
+                                       .arg(e.count - 1)
+                                 : e.text);
+    }
+
+private:
+    struct Entry
+    {
+        QString text;
+        int count = 0;
+    };
+    std::map<QString, Entry> m_entries;
 };
 
 // Number of Frames must be backed by the Pixel Data, or a few header bytes could make the scan
@@ -171,34 +265,78 @@ FileImages readFileImages(const QString& file)
     result.description = text(ds, DCM_SeriesDescription);
     result.seriesNumber = integer(ds, DCM_SeriesNumber);
 
-    const std::optional<int> declaredFrames = integer(ds, DCM_NumberOfFrames);
-    if (declaredFrames && *declaredFrames < 1)
-        throw DicomError(file, QStringLiteral("Number of Frames is %1").arg(*declaredFrames));
-    const uint32_t frames = uint32_t(declaredFrames.value_or(1));
-    checkFrameCount(ds, *pixelData, frames, file);
+    // From here on the series is known: what is wrong is a fault of that series.
+    uint32_t frames = 1;
+    try {
+        const std::optional<int> declaredFrames = integer(ds, DCM_NumberOfFrames);
+        if (declaredFrames && *declaredFrames < 1)
+            throw DicomError(file, QStringLiteral("Number of Frames is %1").arg(*declaredFrames));
+        frames = uint32_t(declaredFrames.value_or(1));
+        checkFrameCount(ds, *pixelData, frames, file);
+        // Per-frame items that do not match the frames one to one would give frames the
+        // geometry of others.
+        if (const std::optional<unsigned long> groups = perFrameGroupCount(ds);
+            groups && *groups != frames)
+            throw DicomError(file, QStringLiteral("its Per-frame Functional Groups Sequence holds "
+                                                  "%1 item(s) for %2 frame(s) (Number of Frames)")
+                                       .arg(*groups)
+                                       .arg(frames));
+    } catch (const DicomError& e) {
+        result.faults << QString::fromUtf8(e.what());
+        return result;
+    }
+    const bool enhanced = perFrameGroupCount(ds).has_value();
 
+    FrameProblems faults, warnings;
     const std::optional<int> instance = integer(ds, DCM_InstanceNumber);
     for (uint32_t f = 0; f < frames; ++f) {
         DicomSeriesImage image;
         image.file = file;
         image.frame = int(f);
         image.instanceNumber = instance;
-        image.position =
+        const auto position =
             frameNumbers<3>(ds, DCM_PlanePositionSequence, DCM_ImagePositionPatient, f);
-        image.orientation =
+        const auto orientation =
             frameNumbers<6>(ds, DCM_PlaneOrientationSequence, DCM_ImageOrientationPatient, f);
+        const QString positionName = QStringLiteral("Image Position (Patient)");
+        const QString orientationName = QStringLiteral("Image Orientation (Patient)");
+        if (!position.problem.isEmpty())
+            faults.add(positionName, file, f, frames, position.problem);
+        else if (enhanced && !position.present)
+            faults.add(positionName, file, f, frames, QStringLiteral("is missing"));
+        if (!orientation.problem.isEmpty())
+            faults.add(orientationName, file, f, frames, orientation.problem);
+        else if (orientation.values)
+            if (const QString why = orientationProblem(*orientation.values); !why.isEmpty())
+                faults.add(orientationName, file, f, frames,
+                           QStringLiteral("%1: %2").arg(joined(orientation.values->data(), 6),
+                                                        why));
+        image.position = position.values;
+        image.orientation = orientation.values;
         if (image.position && image.orientation)
             image.normalPosition = along(*image.orientation, *image.position);
         if (const auto spacing =
-                frameNumbers<2>(ds, DCM_PixelMeasuresSequence, DCM_PixelSpacing, f))
+                frameNumbers<2>(ds, DCM_PixelMeasuresSequence, DCM_PixelSpacing, f).values)
             image.pixelSpacing = *spacing;
         if (const auto thickness =
-                frameNumbers<1>(ds, DCM_PixelMeasuresSequence, DCM_SliceThickness, f))
+                frameNumbers<1>(ds, DCM_PixelMeasuresSequence, DCM_SliceThickness, f).values)
             image.sliceThickness = (*thickness)[0];
-        if (const auto b = frameNumbers<1>(ds, DCM_MRDiffusionSequence, DCM_DiffusionBValue, f))
-            image.bValue = (*b)[0];
+        // A b-value that cannot be one is no b-value at all, never 0 or the highest.
+        const auto b = frameNumbers<1>(ds, DCM_MRDiffusionSequence, DCM_DiffusionBValue, f);
+        if (b.values && (*b.values)[0] >= 0 && (*b.values)[0] <= kMaximumBValue)
+            image.bValue = (*b.values)[0];
+        else if (b.present)
+            warnings.add(QStringLiteral("Diffusion b-value"), file, f, frames,
+                         QStringLiteral("is %1, not a number from 0 to %2 s/mm^2: the image is "
+                                        "read as having no b-value")
+                             .arg(b.text)
+                             .arg(kMaximumBValue));
         result.images.push_back(std::move(image));
+        result.positioned.push_back(position.present);
+        result.oriented.push_back(orientation.present);
     }
+    faults.appendTo(result.faults);
+    warnings.appendTo(result.warnings);
     return result;
 }
 
@@ -213,17 +351,83 @@ bool comesBefore(const DicomSeriesImage& a, const DicomSeriesImage& b)
                            b.instanceNumber.value_or(0), b.file, b.frame);
 }
 
-void summarise(DicomSeries& s)
+// Pixel spacings closer than this (mm) are one spacing.
+constexpr double kSameSpacingMm = 1e-4;
+
+// A series being collected: its images with what their files said about position and
+// orientation, in the order they were read.
+struct PendingSeries
 {
+    DicomSeries series;
+    std::vector<char> positioned, oriented;
+};
+
+QString listed(const QStringList& names)
+{
+    constexpr int kNamed = 3;
+    QString text = names.mid(0, kNamed).join(QStringLiteral(", "));
+    if (names.size() > kNamed)
+        text += QStringLiteral(" and %1 more").arg(names.size() - kNamed);
+    return text;
+}
+
+// Geometry that must hold before the order means anything: all images placed, or none.
+void checkPlacement(PendingSeries& p)
+{
+    DicomSeries& s = p.series;
+    QStringList unpositioned, unoriented;
+    bool anyPosition = false;
+    for (size_t i = 0; i < s.images.size(); ++i) {
+        anyPosition = anyPosition || p.positioned[i];
+        if (!p.positioned[i])
+            unpositioned << describe(s.images[i]);
+        if (!p.oriented[i])
+            unoriented << describe(s.images[i]);
+    }
+    if (anyPosition && !unpositioned.isEmpty())
+        s.faults << QStringLiteral("%1 of its %2 images have no Image Position (Patient) while "
+                                   "others have: %3")
+                        .arg(unpositioned.size())
+                        .arg(s.images.size())
+                        .arg(listed(unpositioned));
+    if (anyPosition && !unoriented.isEmpty())
+        s.faults << QStringLiteral("%1 of its %2 images have no Image Orientation (Patient): %3")
+                        .arg(unoriented.size())
+                        .arg(s.images.size())
+                        .arg(listed(unoriented));
+    if (!anyPosition && s.images.size() > 1)
+        s.warnings << QStringLiteral("no image of DICOM series \"%1\" of \"%2\" has an Image "
+                                     "Position (Patient): its %3 images are in Instance Number "
+                                     "order")
+                          .arg(s.uid, s.source)
+                          .arg(s.images.size());
+}
+
+void summarise(PendingSeries& pending)
+{
+    checkPlacement(pending);
+    DicomSeries& s = pending.series;
     std::stable_sort(s.images.begin(), s.images.end(), comesBefore);
     const DicomSeriesImage& first = s.images.front();
     s.orientation = first.orientation;
     std::vector<double> positions;
+    const DicomSeriesImage* spacingSource = nullptr;
+    bool spacingsDiffer = false;
     for (const DicomSeriesImage& image : s.images) {
         s.mixedOrientations =
             s.mixedOrientations || !sameOrientation(image.orientation, s.orientation);
-        if (std::isnan(s.pixelSpacing[0]) && !std::isnan(image.pixelSpacing[0]))
+        if (!spacingSource && !std::isnan(image.pixelSpacing[0])) {
+            spacingSource = &image;
             s.pixelSpacing = image.pixelSpacing;
+        } else if (spacingSource && !spacingsDiffer && !std::isnan(image.pixelSpacing[0]) &&
+                   (std::abs(image.pixelSpacing[0] - s.pixelSpacing[0]) > kSameSpacingMm ||
+                    std::abs(image.pixelSpacing[1] - s.pixelSpacing[1]) > kSameSpacingMm)) {
+            spacingsDiffer = true; // one message names the first disagreement
+            s.faults << QStringLiteral("its images have different pixel spacings (%1 has %2, %3 "
+                                       "has %4)")
+                            .arg(describe(*spacingSource), joined(s.pixelSpacing.data(), 2),
+                                 describe(image), joined(image.pixelSpacing.data(), 2));
+        }
         if (std::isnan(s.sliceThickness))
             s.sliceThickness = image.sliceThickness;
         if (image.bValue &&
@@ -234,6 +438,24 @@ void summarise(DicomSeries& s)
             positions.push_back(image.normalPosition); // the images are in order already
     }
     std::sort(s.bValues.begin(), s.bValues.end());
+    if (!s.mixedOrientations) {
+        // Two images of one b-value at one position: which one is "the slice" would be a guess.
+        std::map<std::pair<bool, double>, const DicomSeriesImage*> lastOfB;
+        for (const DicomSeriesImage& image : s.images) {
+            if (std::isnan(image.normalPosition))
+                continue;
+            const std::pair<bool, double> b{image.bValue.has_value(), image.bValue.value_or(0)};
+            const DicomSeriesImage*& last = lastOfB[b];
+            if (last && image.normalPosition - last->normalPosition <= kSamePositionMm)
+                s.faults << QStringLiteral("%1 and %2 lie at one position (%3 mm along the slice "
+                                           "normal%4)")
+                                .arg(describe(*last), describe(image))
+                                .arg(image.normalPosition, 0, 'f', 3)
+                                .arg(image.bValue ? QStringLiteral(", both b = %1").arg(*image.bValue)
+                                                  : QString());
+            last = &image;
+        }
+    }
     if (positions.size() >= 2 && !s.mixedOrientations) {
         std::vector<double> steps;
         for (size_t i = 1; i < positions.size(); ++i)
@@ -249,6 +471,17 @@ QString seriesName(const DicomSeries& s)
 }
 
 } // namespace
+
+void DicomSeries::requireUsable() const
+{
+    if (faults.isEmpty())
+        return;
+    constexpr int kShown = 5;
+    QString text = faults.mid(0, kShown).join(QStringLiteral("; "));
+    if (faults.size() > kShown)
+        text += QStringLiteral("; and %1 more problem(s)").arg(faults.size() - kShown);
+    throw DicomError(QStringLiteral("Cannot use %1: %2").arg(seriesName(*this), text));
+}
 
 void DicomSeries::requireOneOrientation() const
 {
@@ -267,6 +500,7 @@ void DicomSeries::requireOneOrientation() const
 
 NearestSlice DicomSeries::nearestSlice(double normal) const
 {
+    requireUsable();
     requireOneOrientation();
     NearestSlice best;
     for (size_t i = 0; i < images.size(); ++i) {
@@ -293,6 +527,7 @@ NearestSlice DicomSeries::nearestSliceTo(const DicomSeries& other, int index) co
 
 QImage DicomSeries::loadImage(int index) const
 {
+    requireUsable();
     requireOneOrientation();
     if (index < 0 || size_t(index) >= images.size())
         throw DicomError(QStringLiteral("Cannot read image %1 of %2: the series has %3 images")
@@ -314,7 +549,11 @@ const DicomSeries& DicomScan::find(const QString& uid) const
                          .arg(series.size()));
 }
 
-DicomScan scanDicomSeries(const QString& path)
+namespace {
+
+// The series of `path` (a file, or the files of a folder). With `requireImages`, a path without
+// any DICOM image is an error; without, the scan is simply empty.
+DicomScan scanPath(const QString& path, bool requireImages)
 {
     const QFileInfo info(path);
     if (path.isEmpty() || !info.exists())
@@ -322,9 +561,19 @@ DicomScan scanDicomSeries(const QString& path)
             QStringLiteral("Cannot read DICOM series from \"%1\": it does not exist").arg(path));
     DicomScan scan;
     scan.path = path;
-    std::map<QString, DicomSeries> byUid;
+    std::map<QString, PendingSeries> byUid;
+    std::map<QString, QStringList> skippedOfSeries; // uid: files of it that could not be used
+    QStringList unknownSeries; // files that could not be read, series unknown
     auto add = [&](FileImages&& found) {
-        DicomSeries& s = byUid[found.uid];
+        if (found.images.empty()) {
+            for (const QString& fault : found.faults) {
+                scan.problems << fault;
+                skippedOfSeries[found.uid] << fault;
+            }
+            return;
+        }
+        PendingSeries& p = byUid[found.uid];
+        DicomSeries& s = p.series;
         if (s.images.empty()) {
             s.source = path;
             s.uid = found.uid;
@@ -334,11 +583,17 @@ DicomScan scanDicomSeries(const QString& path)
         }
         for (DicomSeriesImage& image : found.images)
             s.images.push_back(std::move(image));
+        p.positioned.insert(p.positioned.end(), found.positioned.begin(), found.positioned.end());
+        p.oriented.insert(p.oriented.end(), found.oriented.begin(), found.oriented.end());
+        s.faults << found.faults;
+        s.warnings << found.warnings;
     };
 
     try {
         if (!info.isDir()) {
             FileImages found = readFileImages(path);
+            if (found.images.empty() && !found.faults.isEmpty())
+                throw DicomError(found.faults.front());
             if (found.images.empty())
                 throw DicomError(path, QStringLiteral("the data set holds no image (no Pixel "
                                                       "Data)"));
@@ -349,33 +604,58 @@ DicomScan scanDicomSeries(const QString& path)
                 throw DicomError(QStringLiteral("Cannot read DICOM folder \"%1\": permission "
                                                 "denied")
                                      .arg(path));
-            // FIFOs, devices and sockets are listed too, so that skipping them is said.
+            // FIFOs, devices, sockets and broken links are listed too, so that skipping them is
+            // said.
             for (const QString& name : dir.entryList(QDir::Files | QDir::System, QDir::Name)) {
                 const QString file = dir.filePath(name);
+                auto unreadable = [&](const QString& message) {
+                    scan.problems << message;
+                    unknownSeries << message;
+                };
                 if (const QString problem = regularFileProblem(file, kMaximumImageFileSize);
                     !problem.isEmpty()) {
-                    scan.problems << QString::fromStdString(DicomError(file, problem).what());
+                    const QFileInfo entry(file);
+                    // A FIFO, a device or a socket holds no image; a broken link, a file that
+                    // cannot be examined or one too large to read might.
+                    if (entry.exists() && !entry.isFile())
+                        scan.problems << QString::fromStdString(DicomError(file, problem).what());
+                    else
+                        unreadable(QString::fromStdString(DicomError(file, problem).what()));
                     continue;
                 }
-                const bool dicom = hasDicomPreamble(file);
+                QFile opened(file);
+                if (!opened.open(QIODevice::ReadOnly)) {
+                    unreadable(QString::fromStdString(
+                        DicomError(file, QStringLiteral("cannot open it: %1")
+                                             .arg(opened.errorString()))
+                            .what()));
+                    continue;
+                }
+                const bool dicom = opened.read(132).mid(128) == "DICM";
+                opened.close();
                 try {
-                    FileImages found = readFileImages(file);
-                    if (!found.images.empty())
-                        add(std::move(found));
+                    add(readFileImages(file));
                 } catch (const DicomError& e) {
-                    if (dicom)
-                        scan.problems << QString::fromStdString(e.what());
+                    if (dicom) // files that are not DICOM at all are passed over
+                        unreadable(QString::fromStdString(e.what()));
                 }
             }
-            if (byUid.empty())
+            if (byUid.empty() && requireImages) {
+                const bool subfolders =
+                    !dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot).isEmpty();
                 throw DicomError(
-                    QStringLiteral("Cannot read DICOM folder \"%1\": it holds no DICOM image%2")
-                        .arg(path, scan.problems.isEmpty()
-                                       ? QString()
-                                       : QStringLiteral(" that can be read (%1 DICOM file(s) "
-                                                        "failed; the first: %2)")
-                                             .arg(scan.problems.size())
-                                             .arg(scan.problems.front())));
+                    QStringLiteral("Cannot read DICOM folder \"%1\": it holds no DICOM image%2%3")
+                        .arg(path,
+                             scan.problems.isEmpty()
+                                 ? QString()
+                                 : QStringLiteral(" that can be read (%1 file(s) failed; the "
+                                                  "first: %2)")
+                                       .arg(scan.problems.size())
+                                       .arg(scan.problems.front()),
+                             subfolders ? QStringLiteral(" (its subfolders are not read: name "
+                                                         "the folder of one series)")
+                                        : QString()));
+            }
         }
     } catch (const std::bad_alloc&) {
         throw DicomError(QStringLiteral("Cannot read DICOM series from \"%1\": there is not "
@@ -383,9 +663,17 @@ DicomScan scanDicomSeries(const QString& path)
                              .arg(path));
     }
 
-    for (auto& entry : byUid) {
-        summarise(entry.second);
-        scan.series.push_back(std::move(entry.second));
+    for (auto& [uid, pending] : byUid) {
+        summarise(pending);
+        DicomSeries& s = pending.series;
+        if (const auto skipped = skippedOfSeries.find(uid); skipped != skippedOfSeries.end())
+            for (const QString& fault : skipped->second)
+                s.faults << QStringLiteral("%1 (a file of this series)").arg(fault);
+        for (const QString& fault : unknownSeries)
+            s.faults << QStringLiteral("%1 (its series is not known: it may hold an image of "
+                                       "this one)")
+                            .arg(fault);
+        scan.series.push_back(std::move(s));
     }
     std::stable_sort(scan.series.begin(), scan.series.end(),
                      [](const DicomSeries& a, const DicomSeries& b) {
@@ -397,12 +685,92 @@ DicomScan scanDicomSeries(const QString& path)
     return scan;
 }
 
+} // namespace
+
+DicomScan scanDicomSeries(const QString& path)
+{
+    return scanPath(path, true);
+}
+
+DicomTreeScan scanDicomTree(const QString& path, int maxDepth, int maxEntries)
+{
+    const QFileInfo root(path);
+    if (!root.isDir()) // a file, or nothing (the scan says it does not exist)
+        return {{scanDicomSeries(path)}, {}};
+    DicomTreeScan tree;
+    QSet<QString> visited; // canonical paths: a link back into the tree is not entered again
+    int entries = 0;
+    bool stopped = false;
+    // Depth first, in name order, a folder before its subfolders.
+    std::function<void(const QString&, int)> visit = [&](const QString& folder, int depth) {
+        if (stopped)
+            return;
+        const QString canonical = QFileInfo(folder).canonicalFilePath();
+        if (visited.contains(canonical)) {
+            tree.notes << QStringLiteral("\"%1\" leads back to \"%2\", which is listed once")
+                              .arg(folder, canonical);
+            return;
+        }
+        visited.insert(canonical);
+        const QDir dir(folder);
+        const QFileInfo info(folder);
+        if (!info.isReadable() || !info.isExecutable()) {
+            tree.notes << QStringLiteral("Cannot read DICOM folder \"%1\": permission denied")
+                              .arg(folder);
+            return;
+        }
+        const qsizetype count = dir.entryList(QDir::Files | QDir::System).size();
+        if (entries + count > maxEntries) {
+            stopped = true;
+            tree.notes << QStringLiteral("the listing stops at \"%1\": it would pass %2 files "
+                                         "examined in all; the rest of \"%3\" is not listed")
+                              .arg(folder)
+                              .arg(maxEntries)
+                              .arg(path);
+            return;
+        }
+        entries += int(count);
+        if (count > 0) {
+            try {
+                DicomScan scan = scanPath(folder, false);
+                if (!scan.series.empty())
+                    tree.folders.push_back(std::move(scan));
+                else
+                    tree.notes << scan.problems;
+            } catch (const DicomError& e) {
+                tree.notes << QString::fromUtf8(e.what());
+            }
+        }
+        const QStringList subfolders = dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+        if (!subfolders.isEmpty() && depth >= maxDepth) {
+            tree.notes << QStringLiteral("the subfolders of \"%1\" are not listed: it lies %2 "
+                                         "folder(s) below \"%3\", the most that are entered")
+                              .arg(folder)
+                              .arg(depth)
+                              .arg(path);
+            return;
+        }
+        for (const QString& name : subfolders)
+            visit(dir.filePath(name), depth + 1);
+    };
+    visit(path, 0);
+    if (tree.folders.empty())
+        throw DicomError(QStringLiteral("Cannot read DICOM folder \"%1\": neither it nor a folder "
+                                        "below it holds a DICOM image that can be read%2")
+                             .arg(path, tree.notes.isEmpty()
+                                            ? QString()
+                                            : QStringLiteral(" (%1 note(s); the first: %2)")
+                                                  .arg(tree.notes.size())
+                                                  .arg(tree.notes.front())));
+    return tree;
+}
+
 QStringList seriesListHeader()
 {
     return {QStringLiteral("series"),      QStringLiteral("modality"),
             QStringLiteral("description"), QStringLiteral("images"),
             QStringLiteral("orientation"), QStringLiteral("pixel spacing"),
-            QStringLiteral("b-values")};
+            QStringLiteral("b-values"),    QStringLiteral("path")};
 }
 
 QStringList seriesListRow(const DicomSeries& s)
@@ -425,7 +793,8 @@ QStringList seriesListRow(const DicomSeries& s)
             QString::number(s.images.size()),
             field(orientation),
             field(spacing),
-            field(joined(s.bValues.data(), s.bValues.size()))};
+            field(joined(s.bValues.data(), s.bValues.size())),
+            field(s.source)};
 }
 
 } // namespace kelvara

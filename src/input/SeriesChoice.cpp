@@ -99,7 +99,15 @@ ChosenImage chooseSeriesImage(Modality m, const ImageSource& source, const Chose
     for (const QString& problem : scan.problems)
         chosen.warnings << QStringLiteral("%1 image: skipped: %2")
                                .arg(QLatin1String(modalityName(m)), problem);
-    chosen.series = atBValue(m, source, pickSeries(m, source, scan));
+    const DicomSeries& picked = pickSeries(m, source, scan);
+    try {
+        picked.requireUsable();
+    } catch (const DicomError& e) {
+        throw withModality(m, e);
+    }
+    for (const QString& warning : picked.warnings)
+        chosen.warnings << QStringLiteral("%1 image: %2").arg(QLatin1String(modalityName(m)), warning);
+    chosen.series = atBValue(m, source, picked);
     const DicomSeries& series = chosen.series;
     const int count = int(series.images.size());
     if (series.mixedOrientations)

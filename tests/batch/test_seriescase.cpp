@@ -6,10 +6,14 @@
 
 #include <QDir>
 #include <QImage>
+#include <QJsonArray>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <sys/stat.h>
+
+#include <cmath>
+#include <functional>
 
 using namespace batchtest;
 using namespace dicomtest;
@@ -44,6 +48,17 @@ QByteArray project(const QJsonObject& t2, const QJsonObject& dwi, const QJsonObj
     return QJsonDocument(root).toJson();
 }
 
+using Edit = std::function<void(int, DcmDataset&)>; // image index, its data set
+
+// The file a case read for modality `role`, from its result.json.
+QString inputFile(const QJsonObject& result, const QString& role)
+{
+    for (const QJsonValue& v : result["provenance"].toObject()["inputs"].toArray())
+        if (v.toObject()["role"].toString() == role)
+            return QFileInfo(v.toObject()["file"].toString()).fileName();
+    return QString();
+}
+
 } // namespace
 
 class TestSeriesCase : public QObject
@@ -52,6 +67,56 @@ class TestSeriesCase : public QObject
 
     QTemporaryDir tmp;
     QString dir;
+
+    // T2 as in exam/t2 (slice i at z(i) in file f<count-1-i>, Instance Number count - i unless
+    // `instances` says), each file changed by `edit`. Returns the folder, relative to dir.
+    QString t2Folder(const QString& name, const Edit& edit, int count = 5,
+                     const std::vector<int>& instances = {}) const
+    {
+        const QString folder = "faults/" + name;
+        QDir().mkpath(dir + "/" + folder);
+        for (int i = 0; i < count; ++i) {
+            Header h{kT2, "t2 axial", "MR", 1, instances.empty() ? count - i : instances[size_t(i)], 64, 16};
+            const QString file = dir + "/" + folder + QString("/f%1").arg(count - 1 - i);
+            if (!writeDicom(file, h, {{i, {0, 0, z(i)}, -1, "600", "900"}}) ||
+                (edit && !editDicom(file, [&](DcmDataset& d) { edit(i, d); })))
+                return QString();
+        }
+        return folder;
+    }
+    // DWI as in exam/dwi (file "<i>-<b>", b 0, 500, 1000 at z(i + 1) + 1), changed by `edit`
+    // (index 3 i + b / 500).
+    QString dwiFolder(const QString& name, const Edit& edit) const
+    {
+        const QString folder = "faults/" + name;
+        QDir().mkpath(dir + "/" + folder);
+        Header h{kDwi, "dwi", "MR", 2, -1, 32, 16};
+        h.pixelSpacing = "1\\1";
+        for (int i = 0; i < 3; ++i)
+            for (double b : {0.0, 500.0, 1000.0}) {
+                const QString file = dir + "/" + folder + QString("/%1-%2").arg(i).arg(b);
+                if (!writeDicom(file, h, {{10 + i * 3 + int(b / 500), {0, 0, z(i + 1) + 1}, b, "600", "900"}}) ||
+                    !editDicom(file, [&](DcmDataset& d) { edit(i * 3 + int(b / 500), d); }))
+                    return QString();
+            }
+        return folder;
+    }
+    // ADC as exam/adc.dcm, alone in a folder, changed by `edit`.
+    QString adcFolder(const QString& name, const Edit& edit) const
+    {
+        const QString folder = "faults/" + name;
+        QDir().mkpath(dir + "/" + folder);
+        Header adc{kAdc, "adc", "MR", 3, -1, 32, 16};
+        adc.enhanced = true;
+        adc.pixelSpacing = "0.8\\1";
+        const QString file = dir + "/" + folder + "/adc.dcm";
+        if (!writeDicom(file, adc, {{20, {0, 0, z(3)}, -1, "300", "500"},
+                                    {21, {0, 0, z(1)}, -1, "310", "520"},
+                                    {22, {0, 0, z(2)}, -1, "320", "540"}}) ||
+            !editDicom(file, [&](DcmDataset& d) { edit(-1, d); }))
+            return QString();
+        return folder;
+    }
 
 private slots:
     void initTestCase()
@@ -128,6 +193,200 @@ private slots:
         QCOMPARE(ra, rb);
         // The AOI really cut different images: the T2 slice shows its own pattern.
         QVERIFY(QImage(a.filePath("t2_aoi.png")) != QImage(a.filePath("dwi_aoi.png")));
+    }
+
+    void seriesFaults_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QStringList>("errors");   // parts of the case's error; empty: it runs
+        QTest::addColumn<QStringList>("warnings"); // parts of stderr and result.json's warnings
+        QTest::addColumn<QString>("t2File");       // the file each modality was read from
+        QTest::addColumn<QString>("dwiFile");
+        const QStringList none;
+        auto at = [](int which, const char* value, const DcmTagKey& key = DCM_ImagePositionPatient) {
+            return Edit([=](int i, DcmDataset& d) {
+                if (i == which)
+                    d.putAndInsertString(key, value);
+            });
+        };
+        const QJsonObject dwi1000 = image("single/dwi1000.dcm"), adcFile = image("single/adc.dcm");
+        auto t2Case = [&](const QString& folder) {
+            return project(image(folder), dwi1000, adcFile);
+        };
+        const QString cannot = "T2 image: Cannot use DICOM series \"1.2.9.1\" of \"%1/faults/";
+        QTest::newRow("T2: one position NaN")
+            << t2Case(t2Folder("nan", at(2, "NaN\\0\\12")))
+            << QStringList{cannot + "nan\"", "nan/f2\": Image Position (Patient) is \"NaN\\0\\12\""}
+            << none << QString() << QString();
+        QTest::newRow("T2: one position of 2 values")
+            << t2Case(t2Folder("two", at(0, "0\\0")))
+            << QStringList{cannot + "two\"", "two/f4\": Image Position (Patient) holds 2 value(s)"}
+            << none << QString() << QString();
+        QTest::newRow("T2: one position missing")
+            << t2Case(t2Folder("missing", Edit([](int i, DcmDataset& d) {
+                   if (i == 3)
+                       d.findAndDeleteElement(DCM_ImagePositionPatient);
+               })))
+            << QStringList{cannot + "missing\"", "1 of its 5 images have no Image Position (Patient)",
+                           "missing/f1\""}
+            << none << QString() << QString();
+        QTest::newRow("T2: orientation all zeros")
+            << t2Case(t2Folder("zeros", at(1, "0\\0\\0\\0\\0\\0", DCM_ImageOrientationPatient)))
+            << QStringList{cannot + "zeros\"", "zeros/f3\": Image Orientation (Patient) 0,0,0,0,0,0"}
+            << none << QString() << QString();
+        QTest::newRow("T2: orientation NaN")
+            << t2Case(t2Folder("onan", at(4, "nan\\0\\0\\0\\1\\0", DCM_ImageOrientationPatient)))
+            << QStringList{cannot + "onan\"", "onan/f0\": Image Orientation (Patient) is \"nan"}
+            << none << QString() << QString();
+        QTest::newRow("T2: two images at one position")
+            << t2Case(t2Folder("twice", at(3, "0\\0\\12")))
+            << QStringList{cannot + "twice\"", "twice/f1\" and \"", "twice/f2\" lie at one position"}
+            << none << QString() << QString();
+        // Unreadable files: their series is not known, so any series of the folder may miss one.
+        const QString cut = t2Folder("cut", {});
+        QFile cutFile(dir + "/" + cut + "/f2");
+        QVERIFY(cutFile.resize(cutFile.size() - 100));
+        QTest::newRow("T2: a file cut short in the middle")
+            << t2Case(cut) << QStringList{cannot + "cut\"", "cut/f2\": the file is truncated",
+                                          "its series is not known"}
+            << none << QString() << QString();
+        const QString link = t2Folder("link", {});
+        QVERIFY(QFile::link(dir + "/nowhere", dir + "/" + link + "/f9"));
+        QTest::newRow("T2: a broken link")
+            << t2Case(link) << QStringList{cannot + "link\"", "link/f9\": file not found"} << none
+            << QString() << QString();
+        // Enhanced ADC files.
+        auto adcCase = [&](const QString& folder) {
+            return project(image("single/t2.dcm"), dwi1000, image(folder));
+        };
+        const QString adcCannot = "ADC image: Cannot use DICOM series \"1.2.9.4\" of \"%1/faults/";
+        QTest::newRow("ADC: per-frame items fewer than frames")
+            << adcCase(adcFolder("fewer", Edit([](int, DcmDataset& d) {
+                   DcmSequenceOfItems* groups = nullptr;
+                   d.findAndGetSequence(DCM_PerFrameFunctionalGroupsSequence, groups);
+                   delete groups->remove(2);
+               })))
+            << QStringList{"fewer/adc.dcm\": its Per-frame Functional Groups Sequence holds 2 "
+                           "item(s) for 3 frame(s)"}
+            << none << QString() << QString();
+        QTest::newRow("ADC: per-frame items more than frames")
+            << adcCase(adcFolder("more", Edit([](int, DcmDataset& d) {
+                   DcmSequenceOfItems* groups = nullptr;
+                   d.findAndGetSequence(DCM_PerFrameFunctionalGroupsSequence, groups);
+                   groups->append(new DcmItem(*groups->getItem(0)));
+               })))
+            << QStringList{"more/adc.dcm\": its Per-frame Functional Groups Sequence holds 4 "
+                           "item(s) for 3 frame(s)"}
+            << none << QString() << QString();
+        QTest::newRow("ADC: a frame without a position")
+            << adcCase(adcFolder("noposition", Edit([](int, DcmDataset& d) {
+                   DcmItem* group = nullptr;
+                   d.findAndGetSequenceItem(DCM_PerFrameFunctionalGroupsSequence, group, 0);
+                   group->findAndDeleteElement(DCM_PlanePositionSequence);
+               })))
+            << QStringList{adcCannot + "noposition\"",
+                           "noposition/adc.dcm\" frame 0: Image Position (Patient) is missing"}
+            << none << QString() << QString();
+        QTest::newRow("ADC: one frame's pixel spacing differs")
+            << adcCase(adcFolder("spacing", Edit([](int, DcmDataset& d) {
+                   perFrameMacro(d, 1, DCM_PixelMeasuresSequence)
+                       ->putAndInsertString(DCM_PixelSpacing, "0.8\\1.1");
+               })))
+            << QStringList{adcCannot + "spacing\"", "different pixel spacings", "0.8,1.1"} << none
+            << QString() << QString();
+
+        // DWI b-values that cannot be are reported and not used: never 0, never the highest.
+        const QJsonObject t2 = image("exam/t2", {{"Series", QString(kT2)}});
+        auto b = [](int which, double value) {
+            return Edit([=](int i, DcmDataset& d) {
+                if (i == which)
+                    d.putAndInsertFloat64(DCM_DiffusionBValue, value);
+            });
+        };
+        const QString ignored = "DWI image: \"%1/faults/%2/1-%3\": Diffusion b-value is %4, not a "
+                                "number from 0 to 100000 s/mm^2";
+        QTest::newRow("DWI: b inf at b 0's place")
+            << project(t2, image(dwiFolder("binf", b(3, HUGE_VAL))), adcFile) << none
+            << QStringList{ignored.arg("%1", "binf", "0", "inf")} << "f2" << "1-1000";
+        QTest::newRow("DWI: b 1e300 at b 0's place")
+            << project(t2, image(dwiFolder("bhuge", b(3, 1e300))), adcFile) << none
+            << QStringList{ignored.arg("%1", "bhuge", "0", "1.0000000000000007e+300")} << "f2" << "1-1000";
+        QTest::newRow("DWI: b -5 at b 500's place")
+            << project(t2, image(dwiFolder("bneg", b(4, -5))), adcFile) << none
+            << QStringList{ignored.arg("%1", "bneg", "500", "-5")} << "f2" << "1-1000";
+        QTest::newRow("DWI: b NaN at b 500's place, b 0 asked")
+            << project(t2, image(dwiFolder("bnan", b(4, std::nan(""))), {{"BValue", 0}}), adcFile)
+            << none << QStringList{ignored.arg("%1", "bnan", "500", "nan")} << "f2" << "1-0";
+
+        // T2 without any position: Instance Number order, said; the middle one by that order.
+        QTest::newRow("T2 without positions: Instance Number order")
+            << t2Case(t2Folder("unplaced", Edit([](int, DcmDataset& d) {
+                   d.findAndDeleteElement(DCM_ImagePositionPatient);
+               }), 5, {3, 1, 5, 2, 4}))
+            << none << QStringList{"T2 image: no image of DICOM series \"1.2.9.1\"", "Instance Number order"}
+            << "f4" << "dwi1000.dcm";
+        // An even count: the lower of the two middle slices (z 6 of 0, 6, 12, 18).
+        QTest::newRow("T2 of 4 images: the lower middle slice")
+            << t2Case(t2Folder("even", {}, 4)) << none << none << "f2" << "dwi1000.dcm";
+    }
+
+    void seriesFaults()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(QStringList, errors);
+        QFETCH(QStringList, warnings);
+        QFETCH(QString, t2File);
+        QFETCH(QString, dwiFile);
+        QVERIFY(writeText(dir + "/fault.kelvara", json));
+        const QString out = dir + "/fault-out";
+        const Run r = runBatch({"--out", out, dir + "/fault.kelvara"});
+        const QJsonObject result = readJson(out + "/fault/result.json");
+        auto in = [this](const QString& part) { return part.contains("%1") ? part.arg(dir) : part; };
+        QCOMPARE(r.exitCode, errors.isEmpty() ? 0 : 1);
+        for (const QString& part : errors) {
+            QVERIFY2(r.err.contains(in(part)), qPrintable(r.err));
+            QVERIFY2(result["error"].toString().contains(in(part)),
+                     qPrintable(result["error"].toString()));
+        }
+        const QString written = QJsonDocument(result["warnings"].toArray()).toJson();
+        for (const QString& part : warnings) {
+            QVERIFY2(r.err.contains(in(part)), qPrintable(r.err));
+            QVERIFY2(result["warnings"].toArray().size() > 0 &&
+                         QString(written).replace("\\\"", "\"").contains(in(part)),
+                     qPrintable(written));
+        }
+        if (errors.isEmpty()) {
+            QCOMPARE(inputFile(result, "T2"), t2File);
+            QCOMPARE(inputFile(result, "DWI"), dwiFile);
+        }
+    }
+
+    // DWI's slice nearest to T2's is warned about when it lies more than one slice thickness
+    // (3 mm here) away.
+    void farSliceWarning_data()
+    {
+        QTest::addColumn<double>("dwiZ"); // T2's slice lies at 12
+        QTest::addColumn<bool>("warned");
+        QTest::newRow("one thickness away") << 9.0 << false;
+        QTest::newRow("0.5 mm beyond") << 15.5 << true;
+    }
+
+    void farSliceWarning()
+    {
+        QFETCH(double, dwiZ);
+        QFETCH(bool, warned);
+        const QString folder = dir + QString("/faults/far-%1").arg(dwiZ);
+        QVERIFY(QDir().mkpath(folder));
+        Header h{kDwi, "dwi", "MR", 2, -1, 32, 16};
+        QVERIFY(writeDicom(folder + "/near", h, {{1, {0, 0, dwiZ}, 1000, "600", "900"}}) &&
+                writeDicom(folder + "/far", h, {{2, {0, 0, 40}, 1000, "600", "900"}}));
+        QVERIFY(writeText(dir + "/far.kelvara",
+                          project(image("exam/t2", {{"Series", QString(kT2)}}), image(folder),
+                                  image("single/adc.dcm"))));
+        const Run r = runBatch({"--out", dir + "/far-out", dir + "/far.kelvara"});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(inputFile(readJson(dir + "/far-out/far/result.json"), "DWI"), QString("near"));
+        QVERIFY2(r.err.contains("mm from T2's slice") == warned, qPrintable(r.err));
     }
 
     void badChoicesFail_data()

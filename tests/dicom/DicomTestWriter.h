@@ -14,6 +14,7 @@
 #include <dcmtk/dcmdata/dcxfer.h>
 
 #include <array>
+#include <functional>
 #include <vector>
 
 namespace dicomtest {
@@ -142,6 +143,25 @@ inline bool writeDicom(const QString& path, const Header& h, const std::vector<F
         (DcmXfer(syntax).isEncapsulated() && d->chooseRepresentation(syntax, nullptr).bad()))
         return false;
     return file.saveFile(OFFilename(QFile::encodeName(path).constData()), syntax).good();
+}
+
+// Loads `path`, lets `edit` change its data set (the faults the writer above never makes) and
+// saves it again.
+inline bool editDicom(const QString& path, const std::function<void(DcmDataset&)>& edit)
+{
+    DcmFileFormat file;
+    const OFFilename name(QFile::encodeName(path).constData());
+    if (file.loadFile(name).bad() || file.loadAllDataIntoMemory().bad())
+        return false; // the Pixel Data too: the file is written over
+    edit(*file.getDataset());
+    return file.saveFile(name, EXS_LittleEndianExplicit).good();
+}
+
+// The item `index` of the Per-frame Functional Groups Sequence's macro `sequence`, made when
+// missing.
+inline DcmItem* perFrameMacro(DcmDataset& d, long index, const DcmTagKey& sequence)
+{
+    return macro(&d, DCM_PerFrameFunctionalGroupsSequence, index, sequence);
 }
 
 } // namespace dicomtest
