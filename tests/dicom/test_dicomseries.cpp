@@ -607,7 +607,7 @@ private slots:
         for (int level = 1; level <= 9; ++level) {
             deep += QStringLiteral("/%1").arg(level);
             QVERIFY(QDir().mkpath(deep));
-            QVERIFY(writeDicom(deep + "/i", Header{QByteArray::number(level)}, {{0, {0, 0, 0}}}));
+            QVERIFY(writeDicom(deep + "/i", Header{QByteArray::number(level), {}}, {{0, {0, 0, 0}}}));
         }
         QString rows = header;
         for (int level = 1; level <= 8; ++level) {
