@@ -262,9 +262,11 @@ private slots:
         QVERIFY2(back, qPrintable(error));
         QCOMPARE(summaryCsv(*back), summaryCsv(s));
         QCOMPARE(back->rows.size(), s.rows.size());
+        QVERIFY(back->settings == s.settings);
         for (int i = 0; i < s.rows.size(); ++i) {
             const SummaryRow &a = s.rows[i], &b = back->rows[i];
             QCOMPARE(b.ok, a.ok);
+            QCOMPARE(b.manifestRow, a.manifestRow);
             if (!a.ok)
                 continue;
             for (auto v : {&SummaryRow::averageSignal, &SummaryRow::averageSignalNonMasked})
