@@ -60,7 +60,7 @@ bench: build
 fuzz: deps
 	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DKELVARA_FUZZ=ON -DKELVARA_BUILD_TESTS=OFF -DKELVARA_BUILD_BENCH=OFF $(CMAKE_ARGS)
-	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzz_dicom fuzz_series fuzz_project fuzz_chain fuzz_bmp
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzz_dicom fuzz_series fuzz_project fuzz_chain fuzz_bmp fuzz_cohort
 	scripts/run-fuzz.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 format:

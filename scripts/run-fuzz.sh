@@ -8,7 +8,7 @@ build=${1:-build-fuzz}
 seconds=${2:-60}
 root=$(cd "$(dirname "$0")/.." && pwd)
 status=0
-for h in ${KELVARA_HARNESSES:-dicom series project chain bmp}; do
+for h in ${KELVARA_HARNESSES:-dicom series project chain bmp cohort}; do
   exe="$build/fuzz/fuzz_$h"
   work="$build/fuzz-corpus/$h"
   regression="$root/fuzz/regression/$h"

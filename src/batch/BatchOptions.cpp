@@ -4,6 +4,7 @@
 #include "StoredControlTable.h"
 
 #include <QJsonArray>
+#include <QLocale>
 #include <QThread>
 
 #include <algorithm>
@@ -79,25 +80,71 @@ ControlValues BatchOptions::controlsBeforeLoad() const
     return c;
 }
 
-QJsonObject BatchOptions::toJson() const
+QList<BatchOptions::Recorded> BatchOptions::recorded() const
 {
     QJsonArray product, amplification;
     for (int i = 0; i < 3; ++i) {
         product.append(productChecked[std::size_t(i)]);
         amplification.append(productAmplification[std::size_t(i)]);
     }
-    return QJsonObject{{QStringLiteral("out"), outDir},
-                       {QStringLiteral("smallArea"), smallAreaThreshold},
-                       {QStringLiteral("pathology"), pathologyThreshold},
-                       {QStringLiteral("autocorrectFactor"), resultAutocorrectFactor},
-                       {QStringLiteral("product"), product},
-                       {QStringLiteral("productAmplification"), amplification},
-                       {QStringLiteral("logarithmicSpectrum"), logarithmic},
-                       {QStringLiteral("planes"), planes},
-                       {QStringLiteral("lenient"), lenient},
-                       {QStringLiteral("manifest"), manifest},
-                       {QStringLiteral("jobs"), jobs},
-                       {QStringLiteral("shard"), QStringLiteral("%1/%2").arg(shard).arg(shards)}};
+    return {{QStringLiteral("out"), outDir, false},
+            {QStringLiteral("smallArea"), smallAreaThreshold, true},
+            {QStringLiteral("pathology"), pathologyThreshold, true},
+            {QStringLiteral("autocorrectFactor"), resultAutocorrectFactor, true},
+            {QStringLiteral("product"), product, true},
+            {QStringLiteral("productAmplification"), amplification, true},
+            {QStringLiteral("logarithmicSpectrum"), logarithmic, true},
+            // What a project's faulty values become decides whether a case fails.
+            {QStringLiteral("lenient"), lenient, true},
+            {QStringLiteral("planes"), planes, false},
+            {QStringLiteral("manifest"), manifest, false},
+            {QStringLiteral("jobs"), jobs, false},
+            {QStringLiteral("shard"), QStringLiteral("%1/%2").arg(shard).arg(shards), false},
+            {QStringLiteral("failedCasesExit"), failedCasesExit, false}};
+}
+
+QJsonObject BatchOptions::toJson() const
+{
+    QJsonObject json;
+    for (const Recorded& r : recorded())
+        json.insert(r.key, r.value);
+    return json;
+}
+
+const QStringList& BatchOptions::analysisKeys()
+{
+    static const QStringList keys = [] {
+        QStringList k;
+        for (const Recorded& r : BatchOptions().recorded())
+            if (r.analysis)
+                k << r.key;
+        return k;
+    }();
+    return keys;
+}
+
+QStringList BatchOptions::analysisTexts() const
+{
+    QStringList texts;
+    for (const Recorded& r : recorded())
+        if (r.analysis)
+            texts << optionText(r.value);
+    return texts;
+}
+
+QString optionText(const QJsonValue& value)
+{
+    if (value.isArray()) {
+        QStringList parts;
+        for (const QJsonValue& v : value.toArray())
+            parts << optionText(v);
+        return parts.join(QStringLiteral(", "));
+    }
+    if (value.isBool())
+        return value.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
+    if (value.isDouble())
+        return QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
+    return value.toString();
 }
 
 QString batchUsage()
@@ -105,13 +152,14 @@ QString batchUsage()
     return QStringLiteral(
                "Usage: kelvara-batch [options] PROJECT.kelvara [PROJECT.kelvara ...]\n"
         "       kelvara-batch [options] --manifest COHORT.csv [PROJECT.kelvara ...]\n"
-        "       kelvara-batch --evaluate SUMMARY.csv [SUMMARY.csv ...] [--out DIR]\n"
+        "       kelvara-batch --evaluate [--allow-missing] SUMMARY.csv [SUMMARY.csv ...] [--out DIR]\n"
         "       kelvara-batch --list-series PATH\n"
         "\n"
         "Loads each project as \"Load project\" does, runs the whole analysis and writes its\n"
         "images and result.json into DIR/<project name>/, each folder replaced as a whole, one\n"
         "line per project into DIR/summary.csv, report.html and, when cases are labelled,\n"
-        "evaluation.json (sensitivity, specificity, ROC, AUC).\n"
+        "evaluation.json (sensitivity, specificity, ROC, AUC). A run first removes DIR's earlier\n"
+        "summary.csv, report.html and evaluation.json.\n"
         "\n"
         "Options:\n"
         "  --out DIR                        output folder (default ./kelvara-out)\n"
@@ -131,26 +179,36 @@ QString batchUsage()
         "                                   core, here %6; 1 = one after the other)\n"
         "  --shard I/N                      only the manifest rows whose 0-based index modulo N\n"
         "                                   is I-1 (1 <= I <= N), for array jobs on a cluster\n"
-        "  --evaluate                       read the SUMMARY.csv files given (merged in their\n"
-        "                                   order), write evaluation.json and report.html into\n"
-        "                                   DIR, and analyse nothing\n"
+        "  --evaluate                       read the SUMMARY.csv files given (shards of one\n"
+        "                                   manifest run with the same options, each once),\n"
+        "                                   write the merged summary.csv, evaluation.json and\n"
+        "                                   report.html in manifest order into DIR, and\n"
+        "                                   analyse nothing; refused when shards or rows are\n"
+        "                                   missing (naming them)\n"
+        "  --allow-missing                  with --evaluate: merge what there is, and say in\n"
+        "                                   evaluation.json and report.html what is missing\n"
+        "  --failed-cases-exit N            exit status when cases failed (each listed in\n"
+        "                                   summary.csv), 0..%7 (default 1); 0 lets a cluster's\n"
+        "                                   afterok dependency run the merge anyway\n"
         "  --lenient                        read a project's missing keys and values of the\n"
         "                                   wrong type as the window does (defaults), instead\n"
         "                                   of failing the case\n"
         "  --list-series PATH               list the DICOM series of PATH (a DICOM file or a\n"
-        "                                   folder) and of every folder below it (at most %7\n"
-        "                                   deep, %8 files in all), one tab-separated line\n"
+        "                                   folder) and of every folder below it (at most %8\n"
+        "                                   deep, %9 files in all), one tab-separated line\n"
         "                                   each ending with the series' folder, and analyse\n"
         "                                   nothing\n"
         "  --help                           show this text\n"
         "  --version                        show the version\n"
         "\n"
-        "Exit status: 0 success, 1 a case failed (the others are still processed) or the\n"
-        "--list-series PATH cannot be read or holds no image, or a summary cannot be read,\n"
-        "2 usage error.\n")
+        "Exit status: 0 success; the --failed-cases-exit status (1 by default) when a case\n"
+        "failed and the others were still processed; 1 when an output cannot be written, the\n"
+        "manifest or a summary cannot be read or merged, or the --list-series PATH cannot be\n"
+        "read or holds no image; 2 usage error.\n")
         .arg(range(kSmallArea), range(kPathology), range(kFactor), range(kAmplification[0]))
         .arg(kMaximumJobs)
         .arg(defaultJobs())
+        .arg(kMaximumFailedCasesExit)
         .arg(kSeriesTreeDepth)
         .arg(kSeriesTreeEntries);
 }
@@ -239,6 +297,18 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
             if (!noValue())
                 return BatchCommand::UsageError;
             evaluate = true;
+        } else if (name == QLatin1String("--allow-missing")) {
+            if (!noValue())
+                return BatchCommand::UsageError;
+            o.allowMissing = true;
+        } else if (name == QLatin1String("--failed-cases-exit")) {
+            if (!takeValue())
+                return BatchCommand::UsageError;
+            bool ok = false;
+            o.failedCasesExit = value.trimmed().toInt(&ok);
+            if (!ok || o.failedCasesExit < 0 || o.failedCasesExit > kMaximumFailedCasesExit)
+                return badValue(
+                    QStringLiteral("a whole number from 0 to %1").arg(kMaximumFailedCasesExit));
         } else if (name == QLatin1String("--manifest")) {
             if (!takePath(&o.manifest, "a CSV file"))
                 return BatchCommand::UsageError;
@@ -301,8 +371,10 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
     if (evaluate) {
         for (const QString& g : std::as_const(given))
             if (g != QLatin1String("--evaluate") && g != QLatin1String("--out") &&
-                g != QLatin1String("--")) {
-                *error = QStringLiteral("--evaluate takes summary files and --out only, not %1")
+                g != QLatin1String("--allow-missing") && g != QLatin1String("--")) {
+                *error = QStringLiteral(
+                             "--evaluate takes summary files, --out and --allow-missing only, "
+                             "not %1")
                              .arg(g);
                 return BatchCommand::UsageError;
             }
@@ -314,6 +386,10 @@ BatchCommand parseBatchArguments(const QStringList& arguments, BatchOptions* opt
         o.projects.clear();
         *options = o;
         return BatchCommand::Evaluate;
+    }
+    if (o.allowMissing) {
+        *error = QStringLiteral("--allow-missing belongs to --evaluate");
+        return BatchCommand::UsageError;
     }
     if (!o.listSeries.isEmpty()) {
         if (!o.projects.isEmpty()) {

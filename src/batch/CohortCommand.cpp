@@ -4,6 +4,7 @@
 #include "BatchProgress.h"
 #include "CaseQueue.h"
 #include "CohortEvaluation.h"
+#include "CohortMerge.h"
 #include "CohortReport.h"
 #include "CohortSummary.h"
 #include "FileAccess.h"
@@ -15,6 +16,7 @@
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QFileInfo>
+#include <QHash>
 
 #include <cstdio>
 #include <unistd.h>
@@ -28,105 +30,100 @@ void printErr(const QString& text)
     printError(QStringLiteral("kelvara-batch: ") + text);
 }
 
-QString describe(const CohortSettings& s)
-{
-    return QStringLiteral("version %1, small area %2, pathology %3")
-        .arg(s.version)
-        .arg(s.smallAreaThreshold)
-        .arg(s.pathologyThreshold);
-}
-
-// Rows of several summaries as one cohort, each ok case with its overlay image as the report
-// in outDir links it (the case folders sit beside their summary.csv).
-bool mergeSummaries(const QStringList& paths, const QDir& outDir, CohortReport* report)
-{
-    CohortSummary& merged = report->summary;
-    QString settingsFrom, columnsFrom;
-    for (const QString& path : paths) {
-        QString error;
-        const std::optional<CohortSummary> s = readSummary(path, &error);
-        if (!s) {
-            printErr(error);
-            return false;
-        }
-        // A summary without rows decided nothing; it fits any other.
-        if (!s->rows.isEmpty()) {
-            if (settingsFrom.isEmpty()) {
-                merged.settings = s->settings;
-                settingsFrom = path;
-            } else if (!(s->settings == merged.settings)) {
-                printErr(QStringLiteral("'%1' was made with %2, '%3' with %4; their verdicts "
-                                        "cannot be evaluated together")
-                             .arg(displayPath(path), describe(s->settings),
-                                  displayPath(settingsFrom), describe(merged.settings)));
-                return false;
-            }
-        }
-        if (columnsFrom.isEmpty()) {
-            merged.extraColumns = s->extraColumns;
-            columnsFrom = path;
-        } else if (s->extraColumns != merged.extraColumns) {
-            printErr(QStringLiteral("'%1' has the manifest columns (%2), '%3' has (%4)")
-                         .arg(displayPath(path), s->extraColumns.join(QLatin1Char(',')),
-                              displayPath(columnsFrom),
-                              merged.extraColumns.join(QLatin1Char(','))));
-            return false;
-        }
-        const QDir folder = QFileInfo(path).absoluteDir();
-        for (const SummaryRow& r : s->rows) {
-            report->overlays << overlayLink(r, folder, outDir);
-            merged.rows << r;
-        }
-    }
-    if (settingsFrom.isEmpty())
-        merged.settings.version = QString::fromLatin1(versionString());
-    return true;
-}
-
-// An option's value as the report shows it: lists joined, numbers and switches as written.
-QString optionText(const QJsonValue& value)
-{
-    if (value.isArray()) {
-        QStringList parts;
-        for (const QJsonValue& v : value.toArray())
-            parts << optionText(v);
-        return parts.join(QStringLiteral(", "));
-    }
-    if (value.isBool())
-        return value.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
-    if (value.isDouble())
-        return QString::number(value.toDouble());
-    return value.toString();
-}
-
 } // namespace
 
 int evaluateSummaries(const BatchOptions& options)
 {
     const QDir outDir(QFileInfo(options.outDir).absoluteFilePath());
-    CohortReport report;
-    if (!mergeSummaries(options.summaries, outDir, &report))
+    const QString summaryPath = outDir.filePath(QStringLiteral("summary.csv"));
+    const QString summaryTarget = QFileInfo(summaryPath).canonicalFilePath();
+    QList<SummaryFile> files;
+    QHash<QString, QString> given; // canonical path -> as given
+    for (const QString& path : options.summaries) {
+        QString canonical = QFileInfo(path).canonicalFilePath();
+        if (canonical.isEmpty())
+            canonical = QFileInfo(path).absoluteFilePath();
+        if (const auto earlier = given.constFind(canonical); earlier != given.cend()) {
+            printErr(QStringLiteral("'%1' and '%2' are the same file; each shard is given once")
+                         .arg(displayPath(*earlier), displayPath(path)));
+            return 1;
+        }
+        given.insert(canonical, path);
+        // The merged summary.csv would replace a summary that belongs to its case folders.
+        if (canonical == summaryTarget) {
+            printErr(QStringLiteral("'%1' is one of the summaries evaluated; give --out another "
+                                    "folder for the merged summary.csv")
+                         .arg(displayPath(summaryPath)));
+            return 1;
+        }
+        QString error;
+        std::optional<CohortSummary> s = readSummary(path, &error);
+        if (!s) {
+            printErr(error);
+            return 1;
+        }
+        files << SummaryFile{path, std::move(*s)};
+    }
+    QString error;
+    std::optional<CohortMerge> merge = mergeCohort(files, &error);
+    if (!merge) {
+        printErr(error);
         return 1;
+    }
+    if (!merge->complete()) {
+        if (!options.allowMissing) {
+            printErr(QStringLiteral("the summaries lack %1; give every shard's summary (or "
+                                    "--allow-missing to evaluate what there is)")
+                         .arg(missingText(*merge)));
+            return 1;
+        }
+        printErr(QStringLiteral("note: incomplete cohort, it lacks %1").arg(missingText(*merge)));
+    }
+
+    CohortReport report;
+    report.summary = merge->summary;
+    CohortSettings& settings = report.summary.settings;
+    if (settings.version.isEmpty()) // no summary has a row: nothing was decided
+        settings = cohortSettings(BatchOptions(), QString::fromLatin1(versionString()));
+    for (int i = 0; i < report.summary.rows.size(); ++i) {
+        const auto& [file, name] = merge->origins[i];
+        SummaryRow original = report.summary.rows[i];
+        original.caseName = name;
+        report.overlays << overlayLink(original, QFileInfo(files[file].path).absoluteDir(),
+                                       outDir);
+    }
     if (!QDir().mkpath(outDir.path())) {
         printErr(QStringLiteral("cannot create the output folder '%1'")
                      .arg(displayPath(options.outDir)));
         return 1;
     }
+    const QStringList& keys = BatchOptions::analysisKeys();
+    for (int i = 2; i < keys.size(); ++i) // the thresholds have rows of their own
+        report.options << qMakePair(keys[i], settings.options.value(i));
+    report.options << qMakePair(QStringLiteral("manifest"),
+                                settings.hasManifest()
+                                    ? QStringLiteral("SHA-256 %1, %2 rows")
+                                          .arg(settings.manifestSha256)
+                                          .arg(settings.manifestRows)
+                                    : QStringLiteral("none"));
     QStringList shown;
     for (const QString& s : options.summaries)
         shown << displayPath(s);
     report.options << qMakePair(QStringLiteral("summaries evaluated"),
                                 shown.join(QStringLiteral(", ")));
+    report.missingShards = merge->missingShards;
+    report.missingRows = merge->missingRows;
+    report.missing = missingText(*merge);
     bool evaluated = false;
-    QString error;
-    if (!writeCohortOutputs(outDir, report, &evaluated, &error)) {
+    if (!writeSummary(summaryPath, report.summary, &error) ||
+        !writeCohortOutputs(outDir, report, &evaluated, &error)) {
         printErr(error);
         return 1;
     }
     if (!evaluated)
         printErr(QStringLiteral("note: no case has a label, so no evaluation.json is written"));
-    std::printf("%d cases from %d summaries; %s written to %s\n", int(report.summary.rows.size()),
-                int(options.summaries.size()),
+    std::printf("%d cases from %d summaries; summary.csv, %s written to %s\n",
+                int(report.summary.rows.size()), int(options.summaries.size()),
                 evaluated ? "evaluation.json and report.html" : "report.html",
                 QFile::encodeName(displayPath(outDir.path())).constData());
     return 0;
@@ -141,11 +138,14 @@ int runCases(const BatchOptions& options)
         QString path;
         CaseLabel label;
         QStringList extra;
+        int manifestRow = -1;
     };
     QList<Case> cases;
     QStringList extraColumns;
+    QString manifestSha256;
+    int manifestRows = 0;
     for (const QString& p : options.projects)
-        cases << Case{p, p, std::nullopt, {}};
+        cases << Case{p, p, std::nullopt, {}, -1};
     if (!options.manifest.isEmpty()) {
         QString error;
         const std::optional<Manifest> manifest = readManifest(options.manifest, &error);
@@ -154,10 +154,12 @@ int runCases(const BatchOptions& options)
             return 1;
         }
         extraColumns = manifest->extraColumns;
+        manifestSha256 = manifest->sha256;
+        manifestRows = int(manifest->rows.size());
         for (int i = 0; i < manifest->rows.size(); ++i) {
             const Manifest::Row& r = manifest->rows[i];
             if (inShard(i, options.shard, options.shards))
-                cases << Case{r.project, r.projectPath, r.label, r.extra};
+                cases << Case{r.project, r.projectPath, r.label, r.extra, i};
         }
         // Positional projects have no manifest columns; their cells stay empty.
         for (Case& c : cases)
@@ -170,6 +172,14 @@ int runCases(const BatchOptions& options)
         printErr(QStringLiteral("cannot create the output folder '%1'")
                      .arg(displayPath(options.outDir)));
         return 1;
+    }
+    // An earlier run's summary would look like this run's if this one is killed or fails.
+    for (const char* name : {"summary.csv", "evaluation.json", "report.html"}) {
+        const QString earlier = outDir.filePath(QLatin1String(name));
+        if (QFileInfo(earlier).isFile() && !QFile::remove(earlier)) {
+            printErr(QStringLiteral("cannot remove the earlier '%1'").arg(displayPath(earlier)));
+            return 1;
+        }
     }
     prepareProcessForCases();
     RunStaging::stopOnSignals();
@@ -189,8 +199,8 @@ int runCases(const BatchOptions& options)
         printErr(QStringLiteral("note: ") + note);
 
     CohortReport report;
-    report.summary.settings = {QString::fromLatin1(versionString()), options.smallAreaThreshold,
-                               options.pathologyThreshold};
+    report.summary.settings = cohortSettings(options, QString::fromLatin1(versionString()),
+                                             manifestSha256, manifestRows);
     report.summary.extraColumns = extraColumns;
     const QJsonObject shown = options.toJson();
     for (auto it = shown.begin(); it != shown.end(); ++it)
@@ -232,7 +242,8 @@ int runCases(const BatchOptions& options)
                 progress.caseFinished(QStringLiteral("kelvara-batch: case '%1' (%2) failed: %3")
                                           .arg(o.name, displayPath(cases[i].project), o.error));
             }
-            report.summary.rows << summaryRow(o, cases[i].project, cases[i].label, cases[i].extra);
+            report.summary.rows << summaryRow(o, cases[i].project, cases[i].label, cases[i].extra,
+                                              cases[i].manifestRow);
             report.overlays << overlayLink(report.summary.rows.last(), outDir, outDir);
         });
     progress.finish();
@@ -246,7 +257,7 @@ int runCases(const BatchOptions& options)
         printErr(error);
         return 1;
     }
-    return failed ? 1 : 0;
+    return failed ? options.failedCasesExit : 0;
 }
 
 } // namespace kelvara

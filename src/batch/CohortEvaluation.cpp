@@ -1,10 +1,8 @@
 #include "CohortEvaluation.h"
 
-#include "FileAccess.h"
 #include "ResultMatrix.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 
 #include <algorithm>
 #include <cmath>
@@ -101,14 +99,6 @@ QJsonObject evaluationJson(const CohortEvaluation& e, const CohortSettings& sett
                        {"failed", e.failed},          {"unlabelled", e.unlabelled},
                        {"atThresholds", at},          {"roc", roc},
                        {"auc", jsonRatio(e.auc)}};
-}
-
-bool writeEvaluation(const QString& path, const CohortEvaluation& evaluation,
-                     const CohortSettings& settings, QString* error)
-{
-    return writeFileAtomically(
-        path, QJsonDocument(evaluationJson(evaluation, settings)).toJson(QJsonDocument::Indented),
-        error);
 }
 
 } // namespace kelvara

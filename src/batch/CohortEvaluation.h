@@ -29,7 +29,5 @@ struct CohortEvaluation
 CohortEvaluation evaluateCohort(const QList<SummaryRow>& rows);
 
 QJsonObject evaluationJson(const CohortEvaluation& evaluation, const CohortSettings& settings);
-bool writeEvaluation(const QString& path, const CohortEvaluation& evaluation,
-                     const CohortSettings& settings, QString* error);
 
 } // namespace kelvara

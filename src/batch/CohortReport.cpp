@@ -5,6 +5,8 @@
 #include "Manifest.h"
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QUrl>
 
 #include <algorithm>
@@ -110,7 +112,7 @@ const char* kStyle =
     "table{border-collapse:collapse;margin:0.5em 0 1.5em}"
     "th,td{border:1px solid #bbb;padding:0.25em 0.6em;text-align:left;vertical-align:middle}"
     "th{background:#eee}td.n{text-align:right}img{display:block}"
-    ".roc{display:flex;gap:2em;align-items:center}";
+    ".roc{display:flex;gap:2em;align-items:center}.missing{color:#a00}";
 
 } // namespace
 
@@ -125,6 +127,10 @@ QByteArray cohortReportHtml(const CohortReport& report)
             "</head>\n<body>\n<h1>Kelvara cohort report</h1>\n")
             .arg(QLatin1String(kStyle));
 
+    if (!report.missing.isEmpty())
+        h += QStringLiteral("<p class=\"missing\"><strong>Incomplete: this cohort lacks %1. "
+                            "Every number below leaves them out.</strong></p>\n")
+                 .arg(esc(report.missing));
     h += QStringLiteral("<h2>Settings</h2>\n<table><tbody>\n");
     h += row({QStringLiteral("version"), esc(s.settings.version)}, "td");
     h += row(
@@ -211,7 +217,18 @@ bool writeCohortOutputs(const QDir& outDir, CohortReport& report, bool* evaluate
                              [](const SummaryRow& r) { return r.label.has_value(); });
     const QString evaluationPath = outDir.filePath(QStringLiteral("evaluation.json"));
     if (*evaluated) {
-        if (!writeEvaluation(evaluationPath, report.evaluation, report.summary.settings, error))
+        QJsonObject json = evaluationJson(report.evaluation, report.summary.settings);
+        if (!report.missingShards.isEmpty() || !report.missingRows.isEmpty()) {
+            QJsonArray rows;
+            for (int r : std::as_const(report.missingRows))
+                rows.append(r);
+            json.insert(QStringLiteral("missing"),
+                        QJsonObject{{QStringLiteral("shards"),
+                                     QJsonArray::fromStringList(report.missingShards)},
+                                    {QStringLiteral("manifestRows"), rows}});
+        }
+        if (!writeFileAtomically(evaluationPath,
+                                 QJsonDocument(json).toJson(QJsonDocument::Indented), error))
             return false;
     } else if (QFile::exists(evaluationPath) && !QFile::remove(evaluationPath)) {
         *error = QStringLiteral("cannot remove the earlier '%1'").arg(displayPath(evaluationPath));

@@ -20,6 +20,11 @@ struct CohortReport
     QStringList overlays;
     CohortEvaluation evaluation;
     QList<QPair<QString, QString>> options; // further settings worth naming, in order
+    // What a merge allowed to be incomplete lacks; said at the top of the page and in
+    // evaluation.json.
+    QStringList missingShards;
+    QList<int> missingRows;
+    QString missing; // the same as one sentence part, empty when nothing is missing
 };
 
 // One self-contained page (nothing fetched, no script), HTML5 that is also well-formed XML
@@ -32,7 +37,8 @@ bool writeCohortReport(const QString& path, const CohortReport& report, QString*
 QString overlayLink(const SummaryRow& row, const QDir& caseRoot, const QDir& reportDir);
 
 // Evaluates report.summary, then writes evaluation.json (when a case has a label; otherwise an
-// earlier one is removed, as it would be taken for this cohort's) and report.html into outDir.
+// earlier one is removed, as it would be taken for this cohort's; with "missing" when the
+// report has missing shards or rows) and report.html into outDir.
 // *evaluated says whether evaluation.json was written; *error names the file that failed.
 bool writeCohortOutputs(const QDir& outDir, CohortReport& report, bool* evaluated, QString* error);
 

@@ -2,6 +2,7 @@
 
 #include "FileAccess.h"
 
+#include <QCryptographicHash>
 #include <QSet>
 #include <QStringDecoder>
 
@@ -99,10 +100,18 @@ std::optional<CsvTable> readCsvTable(const QString& path, QString* error)
     const std::optional<QByteArray> bytes = readRegularFile(path, kMaximumTableFileSize, error);
     if (!bytes)
         return std::nullopt;
+    return parseCsvTable(*bytes, path, error);
+}
+
+std::optional<CsvTable> parseCsvTable(const QByteArray& bytes, const QString& path,
+                                      QString* error)
+{
     CsvTable table;
     table.path = path;
+    table.sha256 =
+        QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
     QStringDecoder decode(QStringDecoder::Utf8);
-    QString text = decode(*bytes);
+    QString text = decode(bytes);
     if (decode.hasError()) {
         *error = QStringLiteral("'%1': not UTF-8 text").arg(displayPath(path));
         return std::nullopt;

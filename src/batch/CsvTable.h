@@ -17,6 +17,7 @@ constexpr qint64 kMaximumTableFileSize = qint64(128) * 1024 * 1024;
 struct CsvTable
 {
     QString path;
+    QString sha256; // of the bytes read, in lower-case hex
     QStringList header;
     int headerLine = 1;
     struct Record
@@ -36,6 +37,9 @@ struct CsvTable
 // refused with *error naming the file and the line. Empty lines are skipped: editors leave them
 // at the end.
 std::optional<CsvTable> readCsvTable(const QString& path, QString* error);
+// The same on bytes already read from path (named in messages).
+std::optional<CsvTable> parseCsvTable(const QByteArray& bytes, const QString& path,
+                                      QString* error);
 
 // One field as written: quoted only where a comma, quote or line break needs it.
 QString csvField(const QString& text);

@@ -2,9 +2,11 @@
 
 #include "CohortSummary.h"
 #include "CsvTable.h"
+#include "FileAccess.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
 
 namespace kelvara {
 
@@ -25,9 +27,10 @@ bool parseLabel(const QString& text, CaseLabel* label)
     return true;
 }
 
-std::optional<Manifest> readManifest(const QString& path, QString* error)
+namespace {
+
+std::optional<Manifest> manifestOf(const std::optional<CsvTable>& table, QString* error)
 {
-    const std::optional<CsvTable> table = readCsvTable(path, error);
     if (!table)
         return std::nullopt;
     const int projectColumn = table->column(QStringLiteral("project"));
@@ -37,7 +40,8 @@ std::optional<Manifest> readManifest(const QString& path, QString* error)
         return std::nullopt;
     }
     Manifest m;
-    m.path = path;
+    m.path = table->path;
+    m.sha256 = table->sha256;
     QList<int> extraColumns;
     for (int c = 0; c < table->header.size(); ++c) {
         if (c == projectColumn || c == labelColumn)
@@ -52,7 +56,8 @@ std::optional<Manifest> readManifest(const QString& path, QString* error)
         m.extraColumns << name;
         extraColumns << c;
     }
-    const QDir folder = QFileInfo(path).absoluteDir();
+    const QDir folder = QFileInfo(m.path).absoluteDir();
+    QHash<QString, int> lineOf; // canonical project path -> the row's line
     for (const CsvTable::Record& r : table->records) {
         Manifest::Row row;
         row.line = r.line;
@@ -62,6 +67,20 @@ std::optional<Manifest> readManifest(const QString& path, QString* error)
             return std::nullopt;
         }
         row.projectPath = QDir::cleanPath(folder.filePath(row.project));
+        // Links and "a/../b" name one file; a file that is not there is compared as written.
+        QString canonical = QFileInfo(row.projectPath).canonicalFilePath();
+        if (canonical.isEmpty())
+            canonical = row.projectPath;
+        if (const auto earlier = lineOf.constFind(canonical); earlier != lineOf.cend()) {
+            *error = QStringLiteral("'%1', lines %2 and %3: both name the project file '%4'; a "
+                                    "case listed twice would count twice in the evaluation")
+                         .arg(displayPath(m.path))
+                         .arg(*earlier)
+                         .arg(r.line)
+                         .arg(displayPath(canonical));
+            return std::nullopt;
+        }
+        lineOf.insert(canonical, r.line);
         if (labelColumn >= 0 && !parseLabel(r.fields[labelColumn], &row.label)) {
             *error =
                 table->where(r.line) +
@@ -74,6 +93,19 @@ std::optional<Manifest> readManifest(const QString& path, QString* error)
         m.rows << row;
     }
     return m;
+}
+
+} // namespace
+
+std::optional<Manifest> readManifest(const QString& path, QString* error)
+{
+    return manifestOf(readCsvTable(path, error), error);
+}
+
+std::optional<Manifest> parseManifest(const QByteArray& bytes, const QString& path,
+                                      QString* error)
+{
+    return manifestOf(parseCsvTable(bytes, path, error), error);
 }
 
 } // namespace kelvara

@@ -26,14 +26,19 @@ struct Manifest
         QStringList extra; // values of extraColumns, unchanged
     };
     QString path;
+    QString sha256;           // of the file's bytes: summaries of its shards carry it
     QStringList extraColumns; // in the manifest's order
     QList<Row> rows;
 };
 
 // Refused, with *error naming the file and line: no `project` column, an empty project cell,
-// a label other than 1, 0 or empty, an extra column whose name summary.csv uses itself, and
+// a label other than 1, 0 or empty, an extra column whose name summary.csv uses itself, one
+// project file in two rows (by its canonical path: the evaluation would count it twice), and
 // everything readCsvTable refuses.
 std::optional<Manifest> readManifest(const QString& path, QString* error);
+// The same on bytes already read from path.
+std::optional<Manifest> parseManifest(const QByteArray& bytes, const QString& path,
+                                      QString* error);
 
 // Whether the row of this 0-based index belongs to shard `shard` of `shards` (1 <= shard <=
 // shards): rows are dealt out in turn, so every shard gets a fair mix of the cohort.
