@@ -19,10 +19,14 @@ struct Run
     QString out, err;
 };
 
-// wrapper: a program and its arguments that start kelvara-batch (e.g. in a namespace).
-inline Run runBatch(const QStringList& args, const QStringList& wrapper = {})
+// wrapper: a program and its arguments that start kelvara-batch (e.g. in a namespace);
+// workingDir: where it runs, as a user runs it there (the test's own folder when empty).
+inline Run runBatch(const QStringList& args, const QStringList& wrapper = {},
+                    const QString& workingDir = {})
 {
     QProcess p;
+    if (!workingDir.isEmpty())
+        p.setWorkingDirectory(workingDir);
     const QStringList command = wrapper + QStringList{QStringLiteral(KELVARA_BATCH_EXE)} + args;
     p.start(command.first(), command.mid(1));
     Run r;

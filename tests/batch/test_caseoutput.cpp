@@ -70,22 +70,6 @@ bool isCompleteCaseFolder(const QString& path)
     return kelvara::isCaseFolder(path) && QFile::exists(path + "/result.json");
 }
 
-// Runs kelvara-batch in dir, as a user runs it there.
-Run runIn(const QString& dir, const QStringList& args, const QStringList& wrapper = {})
-{
-    QProcess p;
-    p.setWorkingDirectory(dir);
-    const QStringList command = wrapper + QStringList{QStringLiteral(KELVARA_BATCH_EXE)} + args;
-    p.start(command.first(), command.mid(1));
-    Run r;
-    if (!p.waitForFinished(120000) || p.exitStatus() != QProcess::NormalExit)
-        return r;
-    r.exitCode = p.exitCode();
-    r.out = QString::fromUtf8(p.readAllStandardOutput());
-    r.err = QString::fromUtf8(p.readAllStandardError());
-    return r;
-}
-
 // Permission bits do not stop root: as root, kelvara-batch runs without any capability, so
 // that they hold for it as for any user. Empty when that cannot be done (the caller skips).
 QStringList withoutPrivileges()
@@ -183,7 +167,7 @@ private slots:
         }
         const QMap<QString, QByteArray> before = fileHashes(tmp.path());
 
-        const Run r = runIn(dir, {"--out", ".", project + ".kelvara"});
+        const Run r = runBatch({"--out", ".", project + ".kelvara"}, {}, dir);
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         const QMap<QString, QByteArray> after = fileHashes(tmp.path());
         for (auto it = before.begin(); it != before.end(); ++it)
@@ -253,7 +237,7 @@ private slots:
         }
         const QMap<QString, QByteArray> before = fileHashes(earlier);
 
-        const Run r = runIn(dir, {"--out", ".", "c0.kelvara"}, wrapper);
+        const Run r = runBatch({"--out", ".", "c0.kelvara"}, wrapper, dir);
         ::chmod(name.constData(), 0755);
         QCOMPARE(r.exitCode, exitCode);
         for (const QString& part : messageParts)

@@ -7,6 +7,7 @@
 #include "ui_MainWindow.h"
 
 #include <QGraphicsPixmapItem>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -83,4 +84,45 @@ struct WindowFixture
         return QImage(path);
     }
     template <typename T> T* child(const QString& name) const { return window->findChild<T*>(name); }
+
+#ifdef KELVARA_BATCH_EXE
+    // kelvara-batch's run of the sample lesion with the walk-through's thresholds: the folder of
+    // its images and result.json, or "" with the reason in *error.
+    QString runSampleBatch(const QString& samples, QString* error) const
+    {
+        const QString out = dir.filePath("batch");
+        QProcess batch;
+        batch.start(QStringLiteral(KELVARA_BATCH_EXE), {"--out", out, "--small-area", "20", "--pathology",
+                                                        "50", samples + "/lesion.kelvara"});
+        if (!batch.waitForFinished(120000) || batch.exitCode() != 0) {
+            *error = QString::fromLocal8Bit(batch.readAllStandardError());
+            return {};
+        }
+        return out + "/lesion/";
+    }
+#endif
+
+    // Loads the sample lesion through "Load project" (its relative image paths taken from the
+    // samples folder, as when Kelvara runs there) with the batch's thresholds.
+    void loadSample(const QString& samples)
+    {
+        ui->SmallAreaTresh->setValue(20);
+        ui->PathologyTresh->setValue(50);
+        QDir::setCurrent(samples);
+        answerOpen(QStringLiteral("lesion.kelvara"));
+        ui->LoadProjectButton->click();
+        QDir::setCurrent(dir.path());
+    }
+    // Every analysis button, in the chain's order.
+    void pressEveryAnalysisButton()
+    {
+        for (QPushButton* b :
+                 {ui->FFTT2DisplayFFTButton, ui->FFTT2DisplayTreshButton, ui->FFTT2DisplayResButton,
+                  ui->FFTDWIDisplayFFTButton, ui->FFTDWIDisplayTreshButton, ui->FFTDWIDisplayResButton,
+                  ui->FFTADCDisplayFFTButton, ui->FFTADCDisplayTreshButton, ui->FFTADCDisplayResButton,
+                  ui->DWIRecalculateMaskButton, ui->ADCRecalculateMaskButton,
+                  ui->T2RecalculateSymmetryButton, ui->T2FilterSymmetryButton, ui->ProductCalculateButton,
+                  ui->determinePathologyButton, ui->SymmetryAOIT2RefreshButton})
+            b->click();
+    }
 };

@@ -69,13 +69,9 @@ class TestBatchWindow : public QObject
 private slots:
     void initTestCase()
     {
-        const QString out = f.dir.filePath("batch");
-        QProcess batch;
-        batch.start(QStringLiteral(KELVARA_BATCH_EXE),
-                    {"--out", out, "--small-area", "20", "--pathology", "50", kSamples + "/lesion.kelvara"});
-        QVERIFY(batch.waitForFinished(120000));
-        QVERIFY2(batch.exitCode() == 0, batch.readAllStandardError().constData());
-        batchDir = out + "/lesion/";
+        QString error;
+        batchDir = f.runSampleBatch(kSamples, &error);
+        QVERIFY2(!batchDir.isEmpty(), qPrintable(error));
 
         f.build();
         ui = f.ui;
@@ -84,28 +80,13 @@ private slots:
         f.window->resize(1366, 738); // 1366 x 768 less a title bar
         f.window->show();
         QVERIFY(QTest::qWaitForWindowExposed(f.window.get()));
-        ui->SmallAreaTresh->setValue(20);
-        ui->PathologyTresh->setValue(50);
-        // The project's relative image paths are taken from the samples folder, as when
-        // Kelvara runs there.
-        QDir::setCurrent(kSamples);
-        WindowFixture::answerOpen(QStringLiteral("lesion.kelvara"));
-        ui->LoadProjectButton->click();
+        f.loadSample(kSamples);
         for (kelvara::Modality m : kelvara::kModalities)
             lesion[int(m)] = f.window->caseModel().image(m);
         QVERIFY(!lesion[2].isNull());
 
         QCOMPARE(ui->PathologyDetectedLabel->caption(), QStringLiteral("not evaluated"));
-        for (QPushButton* b : {ui->FFTT2DisplayFFTButton, ui->FFTT2DisplayTreshButton, ui->FFTT2DisplayResButton,
-                               ui->FFTDWIDisplayFFTButton, ui->FFTDWIDisplayTreshButton,
-                               ui->FFTDWIDisplayResButton, ui->FFTADCDisplayFFTButton,
-                               ui->FFTADCDisplayTreshButton, ui->FFTADCDisplayResButton,
-                               ui->DWIRecalculateMaskButton, ui->ADCRecalculateMaskButton,
-                               ui->T2RecalculateSymmetryButton, ui->T2FilterSymmetryButton,
-                               ui->ProductCalculateButton, ui->determinePathologyButton,
-                               ui->SymmetryAOIT2RefreshButton})
-            b->click();
-        QDir::setCurrent(f.dir.path());
+        f.pressEveryAnalysisButton();
     }
     void cleanupTestCase() { f.tearDown(); }
 

@@ -33,13 +33,9 @@ private slots:
     void initTestCase()
     {
         QCOMPARE(QGuiApplication::platformName(), QStringLiteral("offscreen"));
-        const QString out = f.dir.filePath("batch");
-        QProcess batch;
-        batch.start(QStringLiteral(KELVARA_BATCH_EXE),
-                    {"--out", out, "--small-area", "20", "--pathology", "50", kSamples + "/lesion.kelvara"});
-        QVERIFY(batch.waitForFinished(120000));
-        QVERIFY2(batch.exitCode() == 0, batch.readAllStandardError().constData());
-        batchDir = out + "/lesion/";
+        QString error;
+        batchDir = f.runSampleBatch(kSamples, &error);
+        QVERIFY2(!batchDir.isEmpty(), qPrintable(error));
 
         f.build();
         ui = f.ui;
@@ -48,21 +44,8 @@ private slots:
         f.window->resize(1366, 738);
         f.window->show();
         QVERIFY(QTest::qWaitForWindowExposed(f.window.get()));
-        ui->SmallAreaTresh->setValue(20);
-        ui->PathologyTresh->setValue(50);
-        QDir::setCurrent(kSamples);
-        WindowFixture::answerOpen(QStringLiteral("lesion.kelvara"));
-        ui->LoadProjectButton->click();
-        for (QPushButton* b : {ui->FFTT2DisplayFFTButton, ui->FFTT2DisplayTreshButton, ui->FFTT2DisplayResButton,
-                               ui->FFTDWIDisplayFFTButton, ui->FFTDWIDisplayTreshButton,
-                               ui->FFTDWIDisplayResButton, ui->FFTADCDisplayFFTButton,
-                               ui->FFTADCDisplayTreshButton, ui->FFTADCDisplayResButton,
-                               ui->DWIRecalculateMaskButton, ui->ADCRecalculateMaskButton,
-                               ui->T2RecalculateSymmetryButton, ui->T2FilterSymmetryButton,
-                               ui->ProductCalculateButton, ui->determinePathologyButton,
-                               ui->SymmetryAOIT2RefreshButton})
-            b->click();
-        QDir::setCurrent(f.dir.path());
+        f.loadSample(kSamples);
+        f.pressEveryAnalysisButton();
         // The graphs' windows would render here, and crash, if any had been made.
         QTest::qWait(200);
     }
