@@ -93,7 +93,7 @@ bool loadImage(const QString& projectPath, Modality m, const ImageSource& source
     if (images->loadSource(m, resolved, &reason, warnings))
         return true;
     // Series errors name the modality themselves.
-    *error = readsSeries(resolved) ? reason : QStringLiteral("%1 image: %2").arg(modality, reason);
+    *error = readsSeries(m, resolved) ? reason : QStringLiteral("%1 image: %2").arg(modality, reason);
     return false;
 }
 

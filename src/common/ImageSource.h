@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonValue>
 #include <QString>
 
 #include <utility>
@@ -21,6 +22,12 @@ struct ImageSource
     int slice = -1;
     double bValue = -1.0;
     bool autoScale = false;
+    // A "Slice" or "BValue" as the project wrote it when it names no image (a slice that is not a
+    // whole number from 0, a b-value that is not a finite number from 0, or no number at all):
+    // the choice then fails naming it and what the series holds, where falling back to the
+    // default would analyse another image than the one asked for. Undefined otherwise.
+    QJsonValue refusedSlice{QJsonValue::Undefined};
+    QJsonValue refusedBValue{QJsonValue::Undefined};
 
     // The kinds a loader exists for.
     static bool readableKind(const QString& kind)
@@ -28,11 +35,16 @@ struct ImageSource
         return kind == QLatin1String("BMP") || kind == QLatin1String("DICOM");
     }
 
-    bool choosesImage() const { return !series.isEmpty() || slice >= 0 || bValue >= 0.0; }
+    bool choosesImage() const
+    {
+        return !series.isEmpty() || slice >= 0 || bValue >= 0.0 || !refusedSlice.isUndefined() ||
+               !refusedBValue.isUndefined();
+    }
     bool operator==(const ImageSource& o) const
     {
         return path == o.path && kind == o.kind && series == o.series && slice == o.slice &&
-               bValue == o.bValue && autoScale == o.autoScale;
+               bValue == o.bValue && autoScale == o.autoScale && refusedSlice == o.refusedSlice &&
+               refusedBValue == o.refusedBValue;
     }
 };
 

@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <cmath>
 #include <exception>
 #include <new>
 
@@ -105,7 +106,7 @@ bool CaseImages::loadDicom(Modality m, const QString& path, QString* error)
 bool CaseImages::loadSource(Modality m, const ImageSource& source, QString* error,
                             QStringList* warnings)
 {
-    if (source.kind != kDicom || !readsSeries(source)) {
+    if (source.kind != kDicom || !readsSeries(m, source)) {
         chosen[index(m)].reset();
         const bool loaded = load(m, source, error);
         sources[index(m)] = source;
@@ -120,6 +121,7 @@ bool CaseImages::loadSource(Modality m, const ImageSource& source, QString* erro
             try {
                 ImageSource firstFrame = t2Source;
                 firstFrame.slice = -1;
+                firstFrame.refusedSlice = QJsonValue(QJsonValue::Undefined);
                 t2File = chooseSeriesImage(Modality::T2, firstFrame, nullptr);
                 const auto& images = t2File->series.images;
                 for (std::size_t i = 0; i < images.size(); ++i)
@@ -154,6 +156,7 @@ bool CaseImages::setSlice(Modality m, int slice, QString* error)
 {
     ImageSource source = sources[index(m)];
     source.slice = slice;
+    source.refusedSlice = QJsonValue(QJsonValue::Undefined);
     return loadSource(m, source, error);
 }
 
@@ -181,8 +184,29 @@ bool CaseImages::automaticScale(Modality m, double* scale, QString* error)
                               source(Modality::T2).path);
         return false;
     }
+    if (m == Modality::T2) {
+        *scale = 1.0;
+        return true;
+    }
+    // A ratio the scale box cannot hold would be clamped to another registration (or to 0, no
+    // image at all) without a word.
     const QString control = QStringLiteral("OverlayScale") + QLatin1String(modalityName(m));
-    *scale = m == Modality::T2 ? 1.0 : StoredControlTable::limitedNumber(control, own / t2);
+    const StoredControl& box = StoredControlTable::control(control);
+    const double ratio = own / t2;
+    const double limited = StoredControlTable::limitedNumber(control, ratio);
+    if (!(ratio <= box.maximum) || !(limited > box.minimum)) {
+        if (error)
+            *error = QStringLiteral("%1 image '%2': \"Scale\": \"auto\" gives %3 (column spacing "
+                                    "%4 mm over T2's %5 mm), which the scale box cannot hold "
+                                    "(%6 to %7)")
+                         .arg(QLatin1String(modalityName(m)), source(m).path,
+                              QString::number(ratio, 'g', 6), QString::number(own, 'g', 6),
+                              QString::number(t2, 'g', 6),
+                              QString::number(std::pow(10.0, -box.decimals), 'f', box.decimals),
+                              QString::number(box.maximum, 'f', box.decimals));
+        return false;
+    }
+    *scale = limited;
     return true;
 }
 

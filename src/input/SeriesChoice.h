@@ -21,8 +21,10 @@ struct ChosenImage
     const DicomSeriesImage& image() const { return series.images[std::size_t(index)]; }
 };
 
-// Whether a source is read through the series rules rather than as a single file's frame 0.
-bool readsSeries(const ImageSource& source);
+// Whether a source is read through the series rules rather than as a single file's frame 0:
+// a folder, a source with series keys, or for DWI and ADC a multi-frame file whose frames lie
+// at different positions (its default is the slice nearest to T2's, like a series').
+bool readsSeries(Modality m, const ImageSource& source);
 
 // Throws DicomError whose text names the modality, the path and the problem. `t2` is T2's
 // choice when DWI or ADC need the nearest slice (nullptr: the middle slice, with a warning).

@@ -23,6 +23,7 @@ bool LoadFinding::serious() const
     case FindingKind::Rounded:
     case FindingKind::Duplicate:
     case FindingKind::Unknown:
+    case FindingKind::NoSuchImage:
         return false;
     }
     return true;

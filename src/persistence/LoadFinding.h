@@ -19,7 +19,8 @@ enum class FindingKind {
     Unknown,       // not a key of this file layout; ignored
     NoSuchItem,    // a combo index outside the combo's items; no item selected
     UnusableEntry, // a solution list entry that the calculation cannot use as written
-    ImageType      // an image type that no loader reads
+    ImageType,     // an image type that no loader reads
+    NoSuchImage    // a "Slice" or "BValue" that can name no image; that image's load fails
 };
 
 struct LoadFinding
@@ -30,7 +31,8 @@ struct LoadFinding
     QString what;
 
     // Findings after which the loaded values are not those the file meant: kelvara-batch
-    // refuses the project for them unless it applies the window's rules.
+    // refuses the project for them unless it applies the window's rules. NoSuchImage is not
+    // one: the image's load fails in both front ends, naming what the series holds.
     bool serious() const;
     // "'file': key path: what happened", for messages and result.json.
     QString message() const;

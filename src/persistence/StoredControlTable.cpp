@@ -336,8 +336,27 @@ QString number(double v)
     return QString::number(v, 'g', QLocale::FloatingPointShortest);
 }
 
-// A value as a finding shows it; long texts cut short.
 QString shown(const QJsonValue& v)
+{
+    return StoredControlTable::shown(v);
+}
+
+bool isSliceIndex(const QJsonValue& v)
+{
+    const double d = v.toDouble(-1.0);
+    return v.isDouble() && d >= 0.0 && d <= double(std::numeric_limits<int>::max()) &&
+           std::floor(d) == d;
+}
+
+bool isBValue(const QJsonValue& v)
+{
+    const double d = v.toDouble(-1.0);
+    return v.isDouble() && std::isfinite(d) && d >= 0.0;
+}
+
+} // namespace
+
+QString StoredControlTable::shown(const QJsonValue& v)
 {
     switch (v.type()) {
     case QJsonValue::String: {
@@ -357,6 +376,8 @@ QString shown(const QJsonValue& v)
         return QStringLiteral("null");
     }
 }
+
+namespace {
 
 // What a limited control holds, in words.
 QString held(const StoredControl& c)
@@ -572,6 +593,11 @@ QJsonObject StoredControlTable::build(FileLayout layout, const ControlValues& va
                 insertAt(root, {name(m), kSlice}, 0, source.slice);
             if (source.bValue >= 0.0)
                 insertAt(root, {name(m), kBValue}, 0, source.bValue);
+            // What named no image is written back as it was, so a save does not lose it.
+            if (!source.refusedSlice.isUndefined())
+                insertAt(root, {name(m), kSlice}, 0, source.refusedSlice);
+            if (!source.refusedBValue.isUndefined())
+                insertAt(root, {name(m), kBValue}, 0, source.refusedBValue);
         }
     }
     // The fields are reached through non-const accessors; a copy keeps the caller's values
@@ -605,10 +631,18 @@ StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root,
             source.path = object.value(kPath).toString();
             source.kind = object.value(kType).toString();
             source.series = object.value(kSeries).toString();
+            // A slice is an index and a b-value a measure: anything else names no image, and
+            // the choice fails on it rather than taking the default.
             const QJsonValue slice = object.value(kSlice);
-            if (slice.isDouble())
-                source.slice = truncToInt(slice.toDouble());
-            source.bValue = object.value(kBValue).toDouble(-1.0);
+            if (isSliceIndex(slice))
+                source.slice = int(slice.toDouble());
+            else if (!slice.isUndefined())
+                source.refusedSlice = slice;
+            const QJsonValue bValue = object.value(kBValue);
+            if (isBValue(bValue))
+                source.bValue = bValue.toDouble();
+            else if (!bValue.isUndefined())
+                source.refusedBValue = bValue;
             // "auto" reads as scale 0 in the control until the loaded images give the scale.
             source.autoScale = object.value(kScale).toString() == kAuto;
             if (!report)
@@ -620,14 +654,14 @@ StoredFile StoredControlTable::read(FileLayout layout, const QJsonObject& root,
             checkImageKey(report, object, name(m), kPath, QJsonValue::String, true);
             checkImageKey(report, object, name(m), kType, QJsonValue::String, true);
             checkImageKey(report, object, name(m), kSeries, QJsonValue::String, false);
-            checkImageKey(report, object, name(m), kSlice, QJsonValue::Double, false);
-            checkImageKey(report, object, name(m), kBValue, QJsonValue::Double, false);
-            // A slice is an index: 2.7 reads as slice 2.
-            if (slice.isDouble() && double(source.slice) != slice.toDouble())
-                report.add(FindingKind::Rounded, name(m) + QLatin1Char('/') + kSlice,
-                           QStringLiteral("%1 is not a whole number; slice %2 used")
-                               .arg(slice.toDouble())
-                               .arg(source.slice));
+            if (!source.refusedSlice.isUndefined())
+                report.add(FindingKind::NoSuchImage, name(m) + QLatin1Char('/') + kSlice,
+                           shown(slice) + QStringLiteral(" is not a slice (a whole number from "
+                                                         "0); the image is not loaded"));
+            if (!source.refusedBValue.isUndefined())
+                report.add(FindingKind::NoSuchImage, name(m) + QLatin1Char('/') + kBValue,
+                           shown(bValue) + QStringLiteral(" is not a b-value (a finite number "
+                                                          "from 0); the image is not loaded"));
             // Saved before an image was loaded: nothing to read, which is no fault.
             if (!(source.path.isEmpty() && source.kind.isEmpty()) &&
                 !ImageSource::readableKind(source.kind))

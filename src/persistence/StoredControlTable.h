@@ -49,6 +49,10 @@ public:
     static int limitedInteger(const QString& objectName, qint64 value);
     static double limitedNumber(const QString& objectName, double value);
 
+    // A value as findings and messages show it ("the text \"two\"", "-1", "a list"); long
+    // texts cut short.
+    static QString shown(const QJsonValue& v);
+
     // Stores the control's current value (number, integer or checked, by its kind) into its
     // field; false for an objectName that neither file stores.
     static bool assign(ControlValues& values, const StoredControl& control);

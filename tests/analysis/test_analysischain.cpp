@@ -3,6 +3,7 @@
 // verdict on a case with known areas.
 #include "AnalysisChain.h"
 #include "ResultMatrix.h"
+#include "StoredControlTable.h"
 #include "SymmetryEngine.h"
 
 #include <QtTest>
@@ -164,6 +165,31 @@ private slots:
         // The spectrum thresholds are recomputed whatever the base.
         QVERIFY(k.averages.dwiFourierAverage != 0.0);
         QVERIFY(k.averages.adcFourierAverage != 0.0);
+    }
+
+    // With the spectrum threshold as base, each bound follows its own modality's threshold
+    // value: DWI's and ADC's AOIs differ here, so their thresholds do too.
+    void automaticMaskBoundsFromSpectrum()
+    {
+        QImage dwi = uniform(40), adc = uniform(200);
+        fillRect(dwi, 200, 230, 40, 30, 250); // inside the default AOI
+        fillRect(adc, 260, 240, 10, 10, 0);
+        Case k(uniform(10), dwi, adc);
+        ControlValues c;
+        c.dwiMask.autocorrect = true;
+        c.dwiMask.autocorrectBase = 0; // the spectrum threshold value (below 1 here)
+        c.dwiMask.autocorrectFactor = 255.0; // the largest factor the box holds
+        c.adcMask.autocorrect = true;
+        c.adcMask.autocorrectBase = 0;
+        c.adcMask.autocorrectFactor = 255.0;
+        c.threshold[1] = c.threshold[2] = {0.0, 0.5, 0.0, 0.5};
+        k.chain.prepareMasks(c);
+        const double dwiBase = k.averages.dwiFourierAverage, adcBase = k.averages.adcFourierAverage;
+        QVERIFY(std::trunc(255.0 * dwiBase) != std::trunc(255.0 * adcBase));
+        QCOMPARE(c.dwiMask.left, StoredControlTable::limitedInteger("DWI_IntervalLeft",
+                                                                    int(255.0 * dwiBase)));
+        QCOMPARE(c.adcMask.right, StoredControlTable::limitedInteger("ADC_IntervalRight",
+                                                                     int(255.0 * adcBase)));
     }
 
     // The Fourier bases are used as last computed; the non-masked average is this very run's

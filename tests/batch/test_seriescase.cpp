@@ -157,6 +157,9 @@ private slots:
         Header adcSingle{kAdc, "adc", "MR", 3, -1, 32, 16};
         adcSingle.pixelSpacing = "0.8\\1";
         QVERIFY(writeDicom(dir + "/single/adc.dcm", adcSingle, {frames[0]})); // z(3): slice 2
+        Header wide{kDwi, "dwi", "MR", 2, -1, 32, 16};
+        wide.pixelSpacing = "60\\60";
+        QVERIFY(writeDicom(dir + "/single/dwi-wide.dcm", wide, {{12, {0, 0, z(1)}, 1000}}));
     }
 
     void seriesEqualSingleFiles()
@@ -168,6 +171,12 @@ private slots:
                       project(t2, image("exam/dwi", {{"Scale", "auto"}}), adc)));
         QVERIFY(writeText(dir + "/b500.kelvara",
                       project(t2, image("exam/dwi", {{"BValue", 500}, {"Scale", "auto"}}), adc)));
+        // The enhanced ADC file's frames are stored out of order: by default the slice nearest
+        // to T2's slice 1 is its slice 0 (frame 1), not frame 0.
+        QVERIFY(writeText(dir + "/adcdefault.kelvara",
+                          project(t2, image("exam/dwi"), image("exam/adc.dcm"))));
+        QVERIFY(writeText(dir + "/adcslice0.kelvara",
+                          project(t2, image("exam/dwi"), image("exam/adc.dcm", {{"Slice", 0}}))));
         for (const char* b : {"1000", "500"})
             QVERIFY(writeText(dir + QString("/single%1.kelvara").arg(b),
                           project(image("single/t2.dcm"),
@@ -175,12 +184,16 @@ private slots:
                                   image("single/adc.dcm", {{"Scale", 2.0}}))));
         const Run r = runBatch({"--out", dir + "/out", "--small-area", "5", "--pathology", "10",
                                 dir + "/series.kelvara", dir + "/single1000.kelvara",
-                                dir + "/b500.kelvara", dir + "/single500.kelvara"});
+                                dir + "/b500.kelvara", dir + "/single500.kelvara",
+                                dir + "/adcdefault.kelvara", dir + "/adcslice0.kelvara"});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         // The only notes: the FIFO in the DWI folder, skipped (not waited for) by both scans.
-        QVERIFY2(r.err.count("note: ") == 2 && r.err.count("/exam/dwi/pipe\": is a FIFO") == 2,
+        QVERIFY2(r.err.count("note: ") == 4 && r.err.count("/exam/dwi/pipe\": is a FIFO") == 4,
                  qPrintable(r.err));
         QCOMPARE(QImage(dir + "/out/b500/dwi_aoi.png"), QImage(dir + "/out/single500/dwi_aoi.png"));
+        QCOMPARE(QImage(dir + "/out/adcdefault/adc_aoi.png"),
+                 QImage(dir + "/out/adcslice0/adc_aoi.png"));
+        QVERIFY(QImage(dir + "/out/adcdefault/adc_aoi.png") != QImage(dir + "/out/series/adc_aoi.png"));
         const QDir a(dir + "/out/series"), b(dir + "/out/single1000");
         const QStringList pngs = a.entryList({"*.png"});
         QCOMPARE(pngs.size(), 22);
@@ -405,6 +418,30 @@ private slots:
             << project(image("exam/t2", {{"Series", QString(kT2)}, {"Slice", 5}}),
                        image("exam/dwi"), image("exam/adc.dcm"))
             << "T2 image '%1/exam/t2': slice 5 is out of range: series 1.2.9.1 has slices 0 to 4";
+        // Keys that name no image fail with what the series holds, never another slice.
+        const QJsonObject t2Series{{"Series", QString(kT2)}};
+        auto t2Slice = [&](const QJsonValue& slice) {
+            QJsonObject keys = t2Series;
+            keys.insert("Slice", slice);
+            return project(image("exam/t2", keys), image("exam/dwi"), image("exam/adc.dcm"));
+        };
+        const QString range = "T2 image '%1/exam/t2': %2: series 1.2.9.1 has slices 0 to 4";
+        QTest::newRow("slice -1") << t2Slice(-1) << range.arg("%1", "slice -1 is out of range");
+        QTest::newRow("slice -2") << t2Slice(-2) << range.arg("%1", "slice -2 is out of range");
+        QTest::newRow("slice 1e18") << t2Slice(1e18) << range.arg("%1", "slice 1e+18 is out of range");
+        QTest::newRow("slice 2.5") << t2Slice(2.5) << range.arg("%1", "slice 2.5 is not a whole number");
+        QTest::newRow("slice as text")
+            << t2Slice("2") << range.arg("%1", "\"Slice\" is the text \"2\", not a number");
+        QTest::newRow("b-value negative")
+            << project(image("single/t2.dcm"), image("exam/dwi", {{"BValue", -5}}),
+                       image("exam/adc.dcm"))
+            << "DWI image '%1/exam/dwi': \"BValue\" is -5, not a b-value (a finite number from "
+               "0); series 1.2.9.3 has b = 0, 500, 1000";
+        QTest::newRow("automatic scale beyond the box")
+            << project(image("single/t2.dcm"), image("single/dwi-wide.dcm", {{"Scale", "auto"}}),
+                       image("exam/adc.dcm"))
+            << "DWI image '%1/single/dwi-wide.dcm': \"Scale\": \"auto\" gives 120 (column "
+               "spacing 60 mm over T2's 0.5 mm), which the scale box cannot hold (0.01 to 99.99)";
         QTest::newRow("folder without images")
             << project(image("empty"), image("exam/dwi"), image("exam/adc.dcm"))
             << "T2 image: Cannot read DICOM folder \"%1/empty\": it holds no DICOM image";
@@ -415,9 +452,12 @@ private slots:
         QFETCH(QByteArray, json);
         QFETCH(QString, message);
         QVERIFY(writeText(dir + "/bad.kelvara", json));
-        const Run r = runBatch({"--out", dir + "/bad-out", dir + "/bad.kelvara"});
-        QCOMPARE(r.exitCode, 1);
-        QVERIFY2(r.err.contains(message.arg(dir)), qPrintable(r.err));
+        // The window's rules (--lenient) fail these the same way.
+        for (const QStringList& lenient : {QStringList(), QStringList{"--lenient"}}) {
+            const Run r = runBatch(lenient + QStringList{"--out", dir + "/bad-out", dir + "/bad.kelvara"});
+            QCOMPARE(r.exitCode, 1);
+            QVERIFY2(r.err.contains(message.arg(dir)), qPrintable(r.err));
+        }
     }
 };
 

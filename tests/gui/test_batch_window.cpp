@@ -11,7 +11,10 @@
 #include "Dual2D3DView.h"
 #include "LEDWidget.h"
 
+#include <QDialog>
 #include <QImageReader>
+#include <QJsonDocument>
+#include <QListWidget>
 #include <QRegularExpression>
 #include <QtDataVisualization/Q3DCamera>
 #include <QtDataVisualization/Q3DScene>
@@ -538,6 +541,37 @@ private slots:
         const char* files[] = {"t2/IM0003", "dwi/IM0014", "adc/IM0015"};
         for (kelvara::Modality k : kelvara::kModalities)
             QCOMPARE(f.window->caseModel().image(k), DICOMUtil().loadImage(kSamples + "/exam/" + files[int(k)]));
+    }
+
+    // A project whose "Slice" names no image: the status bar gives the series' range, as for
+    // any series error, and the findings panel lists the key.
+    void projectSliceNamingNoImage()
+    {
+        QFile exam(kSamples + "/exam.kelvara");
+        QVERIFY(exam.open(QIODevice::ReadOnly));
+        QJsonObject root = QJsonDocument::fromJson(exam.readAll()).object();
+        for (const char* m : {"T2", "DWI", "ADC"}) {
+            QJsonObject image = root[m].toObject();
+            image["Path"] = kSamples + "/" + image["Path"].toString();
+            root[m] = image;
+        }
+        QJsonObject t2 = root["T2"].toObject();
+        t2["Slice"] = -1;
+        root["T2"] = t2;
+        const QString path = f.dir.filePath("slice.kelvara");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QJsonDocument(root).toJson()) > 0);
+        file.close();
+        WindowFixture::answerOpen(path);
+        ui->LoadProjectButton->click();
+        const QString expected = "T2 image '" + kSamples + "/exam/t2': slice -1 is out of range: "
+                                 "series 1.2.276.0.7230010.3.1.3.9001.1 has slices 0 to 4";
+        QVERIFY2(ui->statusbar->currentMessage().contains(expected),
+                 qPrintable(ui->statusbar->currentMessage()));
+        const QList<QDialog*> panels = f.window->findChildren<QDialog*>("LoadFindingsPanel");
+        QVERIFY(panels.size() == 1 && panels[0]->isVisible());
+        const QListWidget* list = panels[0]->findChild<QListWidget*>();
+        QVERIFY(list && list->count() == 1 && list->item(0)->text().contains("T2/Slice: -1 is not a slice"));
     }
 };
 

@@ -300,7 +300,13 @@ private slots:
         row("decimals", s, "FFT_T2_Tresh/XMin", "0.12345", {"Rounded FFT_T2_Tresh/XMin"});
         row("result bound whole only", s, "ResultMin", "37.25", {"Rounded ResultMin"});
         row("mask bound truncated", s, "DWIBMask/Min", "100.9", {"Rounded DWIBMask/Min"});
-        row("slice not whole", p, "T2/Slice", "2.7", {"Rounded T2/Slice"});
+        // Series keys that name no image: the load of that image fails, the rest reads on.
+        row("slice not whole", p, "T2/Slice", "2.7", {"NoSuchImage T2/Slice"});
+        row("slice negative", p, "DWI/Slice", "-1", {"NoSuchImage DWI/Slice"});
+        row("slice beyond int", p, "ADC/Slice", "2147483648", {"NoSuchImage ADC/Slice"});
+        row("slice as text", p, "T2/Slice", "\"2\"", {"NoSuchImage T2/Slice"});
+        row("b-value negative", p, "DWI/BValue", "-5", {"NoSuchImage DWI/BValue"});
+        row("b-value null", p, "DWI/BValue", "null", {"NoSuchImage DWI/BValue"});
         row("missing", p, "AOI", "", {"Missing AOI/HCells", "Missing AOI/VCells", "Missing AOI/HPos", "Missing AOI/VPos"});
         row("no such item", s, "FFT_T2_Filter/Type", "4", {"NoSuchItem FFT_T2_Filter/Type"});
         row("duplicate", s, "ResultMax", "10, \"ResultMax\": 20", {"Duplicate ResultMax"});
@@ -339,7 +345,8 @@ private slots:
         const kelvara::ControlFileLoad load = ControlFile(layout).parse(bytes, "dir/case.kelvara");
         QVERIFY2(load.ok(), qPrintable(load.error));
         static const char* kinds[] = {"Missing", "WrongType", "Clamped", "Rounded", "Duplicate",
-                                      "Unknown", "NoSuchItem", "UnusableEntry", "ImageType"};
+                                      "Unknown", "NoSuchItem", "UnusableEntry", "ImageType",
+                                      "NoSuchImage"};
         QStringList found;
         for (const kelvara::LoadFinding& f : load.findings) {
             found << QString("%1 %2").arg(kinds[int(f.kind)], f.keyPath);
@@ -351,6 +358,16 @@ private slots:
         const StoredFile plain = parse(layout, QJsonDocument::fromJson(bytes).object());
         QCOMPARE(load.file.controls, plain.controls);
         QCOMPARE(load.file.program, plain.program);
+
+        // The image keys are saved back as they were read, also those that name no image.
+        const QJsonObject read = QJsonDocument::fromJson(bytes).object();
+        const QJsonObject saved =
+            kelvara::StoredControlTable::build(layout, ControlValues(), load.file.images);
+        for (const char* m : {"T2", "DWI", "ADC"})
+            for (const char* key : {"Path", "Type", "Series", "Slice", "BValue"})
+                if (layout == Layout::Project && read.value(m).isObject())
+                    QCOMPARE(saved.value(m).toObject().value(key),
+                             read.value(m).toObject().value(key));
     }
 };
 
