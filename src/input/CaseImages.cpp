@@ -116,6 +116,7 @@ bool CaseImages::loadSource(Modality m, const ImageSource& source, QString* erro
         const ChosenImage* t2 = m == Modality::T2 ? nullptr : chosenImage(Modality::T2);
         // A T2 read from a single file still has a position to match.
         std::optional<ChosenImage> t2File;
+        QString t2Unplaced;
         const ImageSource& t2Source = sources[index(Modality::T2)];
         if (m != Modality::T2 && !t2 && t2Source.kind == kDicom && !t2Source.path.isEmpty()) {
             try {
@@ -128,11 +129,11 @@ bool CaseImages::loadSource(Modality m, const ImageSource& source, QString* erro
                     if (images[i].frame == 0)
                         t2File->index = int(i);
                 t2 = &*t2File;
-            } catch (const std::exception&) {
-                // No position then: the middle slice, with its warning.
+            } catch (const std::exception& e) {
+                t2Unplaced = QString::fromUtf8(e.what());
             }
         }
-        ChosenImage choice = chooseSeriesImage(m, source, t2);
+        ChosenImage choice = chooseSeriesImage(m, source, t2, t2Unplaced);
         setImage(m, withPixels(choice.series.loadImage(choice.index), choice.image().file));
         if (warnings)
             *warnings << choice.warnings;

@@ -162,7 +162,8 @@ bool readsSeries(Modality m, const ImageSource& source)
            (info.isFile() && isSliceStack(m, source.path));
 }
 
-ChosenImage chooseSeriesImage(Modality m, const ImageSource& source, const ChosenImage* t2)
+ChosenImage chooseSeriesImage(Modality m, const ImageSource& source, const ChosenImage* t2,
+                              const QString& t2Unplaced)
 {
     ChosenImage chosen;
     DicomScan scan;
@@ -208,6 +209,12 @@ ChosenImage chooseSeriesImage(Modality m, const ImageSource& source, const Chose
 
     if (source.slice >= 0) {
         chosen.index = source.slice;
+    } else if (m != Modality::T2 && !t2 && !t2Unplaced.isEmpty()) {
+        // T2 is DICOM, but its position cannot be trusted: the middle slice would be a guess.
+        fail(m, source.path,
+             QStringLiteral("no slice of series %1 can be matched to T2's slice (%2); name one "
+                            "with \"Slice\"")
+                 .arg(series.uid, t2Unplaced));
     } else if (m == Modality::T2 || !t2) {
         // The lower of the two middle slices for an even count.
         chosen.index = (count - 1) / 2;

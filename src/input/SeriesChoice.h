@@ -27,7 +27,9 @@ struct ChosenImage
 bool readsSeries(Modality m, const ImageSource& source);
 
 // Throws DicomError whose text names the modality, the path and the problem. `t2` is T2's
-// choice when DWI or ADC need the nearest slice (nullptr: the middle slice, with a warning).
-ChosenImage chooseSeriesImage(Modality m, const ImageSource& source, const ChosenImage* t2);
+// choice when DWI or ADC need the nearest slice (nullptr: the middle slice, with a warning,
+// unless `t2Unplaced` says why a DICOM T2 has no usable position: then the default is refused).
+ChosenImage chooseSeriesImage(Modality m, const ImageSource& source, const ChosenImage* t2,
+                              const QString& t2Unplaced = {});
 
 } // namespace kelvara

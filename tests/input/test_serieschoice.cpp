@@ -262,8 +262,10 @@ private slots:
         QTest::addColumn<QString>("message"); // empty: loads
         QTest::newRow("T2 without a position")
             << "single/t2-nopos.dcm" << "adc" << -1
-            << "ADC image '%1/adc': no slice of series 1.2.9.4 can be matched to T2's slice 0 "
-               "('%1/single/t2-nopos.dcm'): T2's image has no position; name one with \"Slice\"";
+            << "ADC image '%1/adc': no slice of series 1.2.9.4 can be matched to T2's slice (T2 "
+               "image: Cannot use DICOM series \"1.2.9.1\" of \"%1/single/t2-nopos.dcm\": "
+               "\"%1/single/t2-nopos.dcm\": Image Position (Patient) is \"nan\\nan\\nan\", not 3 "
+               "finite number(s)); name one with \"Slice\"";
         QTest::newRow("distance beyond double")
             << "t2-far" << "adc-far" << -1
             << "ADC image '%1/adc-far': no slice of series 1.2.9.4 can be matched to T2's slice "
