@@ -208,6 +208,8 @@ private slots:
         QVERIFY(QImage(a.filePath("t2_aoi.png")) != QImage(a.filePath("dwi_aoi.png")));
     }
 
+    // Each class of series fault is tried at the reader; these rows show that its text reaches
+    // stderr and result.json, and that a warned case reads the slice a correct reader picks.
     void seriesFaults_data()
     {
         QTest::addColumn<QByteArray>("json");
@@ -231,25 +233,9 @@ private slots:
             << t2Case(t2Folder("nan", at(2, "NaN\\0\\12")))
             << QStringList{cannot + "nan\"", "nan/f2\": Image Position (Patient) is \"NaN\\0\\12\""}
             << none << QString() << QString();
-        QTest::newRow("T2: one position of 2 values")
-            << t2Case(t2Folder("two", at(0, "0\\0")))
-            << QStringList{cannot + "two\"", "two/f4\": Image Position (Patient) holds 2 value(s)"}
-            << none << QString() << QString();
-        QTest::newRow("T2: one position missing")
-            << t2Case(t2Folder("missing", Edit([](int i, DcmDataset& d) {
-                   if (i == 3)
-                       d.findAndDeleteElement(DCM_ImagePositionPatient);
-               })))
-            << QStringList{cannot + "missing\"", "1 of its 5 images have no Image Position (Patient)",
-                           "missing/f1\""}
-            << none << QString() << QString();
         QTest::newRow("T2: orientation all zeros")
             << t2Case(t2Folder("zeros", at(1, "0\\0\\0\\0\\0\\0", DCM_ImageOrientationPatient)))
             << QStringList{cannot + "zeros\"", "zeros/f3\": Image Orientation (Patient) 0,0,0,0,0,0"}
-            << none << QString() << QString();
-        QTest::newRow("T2: orientation NaN")
-            << t2Case(t2Folder("onan", at(4, "nan\\0\\0\\0\\1\\0", DCM_ImageOrientationPatient)))
-            << QStringList{cannot + "onan\"", "onan/f0\": Image Orientation (Patient) is \"nan"}
             << none << QString() << QString();
         QTest::newRow("T2: two images at one position")
             << t2Case(t2Folder("twice", at(3, "0\\0\\12")))
@@ -263,11 +249,6 @@ private slots:
             << t2Case(cut) << QStringList{cannot + "cut\"", "cut/f2\": the file is truncated",
                                           "its series is not known"}
             << none << QString() << QString();
-        const QString link = t2Folder("link", {});
-        QVERIFY(QFile::link(dir + "/nowhere", dir + "/" + link + "/f9"));
-        QTest::newRow("T2: a broken link")
-            << t2Case(link) << QStringList{cannot + "link\"", "link/f9\": file not found"} << none
-            << QString() << QString();
         // Enhanced ADC files.
         auto adcCase = [&](const QString& folder) {
             return project(image("single/t2.dcm"), dwi1000, image(folder));
@@ -282,15 +263,6 @@ private slots:
             << QStringList{"fewer/adc.dcm\": its Per-frame Functional Groups Sequence holds 2 "
                            "item(s) for 3 frame(s)"}
             << none << QString() << QString();
-        QTest::newRow("ADC: per-frame items more than frames")
-            << adcCase(adcFolder("more", Edit([](int, DcmDataset& d) {
-                   DcmSequenceOfItems* groups = nullptr;
-                   d.findAndGetSequence(DCM_PerFrameFunctionalGroupsSequence, groups);
-                   groups->append(new DcmItem(*groups->getItem(0)));
-               })))
-            << QStringList{"more/adc.dcm\": its Per-frame Functional Groups Sequence holds 4 "
-                           "item(s) for 3 frame(s)"}
-            << none << QString() << QString();
         QTest::newRow("ADC: a frame without a position")
             << adcCase(adcFolder("noposition", Edit([](int, DcmDataset& d) {
                    DcmItem* group = nullptr;
@@ -300,14 +272,6 @@ private slots:
             << QStringList{adcCannot + "noposition\"",
                            "noposition/adc.dcm\" frame 0: Image Position (Patient) is missing"}
             << none << QString() << QString();
-        QTest::newRow("ADC: one frame's pixel spacing differs")
-            << adcCase(adcFolder("spacing", Edit([](int, DcmDataset& d) {
-                   perFrameMacro(d, 1, DCM_PixelMeasuresSequence)
-                       ->putAndInsertString(DCM_PixelSpacing, "0.8\\1.1");
-               })))
-            << QStringList{adcCannot + "spacing\"", "different pixel spacings", "0.8,1.1"} << none
-            << QString() << QString();
-
         // DWI b-values that cannot be are reported and not used: never 0, never the highest.
         const QJsonObject t2 = image("exam/t2", {{"Series", QString(kT2)}});
         auto b = [](int which, double value) {
@@ -321,9 +285,6 @@ private slots:
         QTest::newRow("DWI: b inf at b 0's place")
             << project(t2, image(dwiFolder("binf", b(3, HUGE_VAL))), adcFile) << none
             << QStringList{ignored.arg("%1", "binf", "0", "inf")} << "f2" << "1-1000";
-        QTest::newRow("DWI: b 1e300 at b 0's place")
-            << project(t2, image(dwiFolder("bhuge", b(3, 1e300))), adcFile) << none
-            << QStringList{ignored.arg("%1", "bhuge", "0", "1.0000000000000007e+300")} << "f2" << "1-1000";
         QTest::newRow("DWI: b -5 at b 500's place")
             << project(t2, image(dwiFolder("bneg", b(4, -5))), adcFile) << none
             << QStringList{ignored.arg("%1", "bneg", "500", "-5")} << "f2" << "1-1000";
@@ -390,9 +351,14 @@ private slots:
         QFETCH(bool, warned);
         const QString folder = dir + QString("/faults/far-%1").arg(dwiZ);
         QVERIFY(QDir().mkpath(folder));
-        Header h{kDwi, "dwi", "MR", 2, -1, 32, 16};
-        QVERIFY(writeDicom(folder + "/near", h, {{1, {0, 0, dwiZ}, 1000, "600", "900"}}) &&
-                writeDicom(folder + "/far", h, {{2, {0, 0, 40}, 1000, "600", "900"}}));
+        Header h;
+        h.uid = kDwi;
+        h.description = "dwi";
+        h.seriesNumber = 2;
+        h.bits = 16;
+        const Frame nearFrame{1, {0, 0, dwiZ}, 1000, "600", "900"};
+        const Frame farFrame{2, {0, 0, 40}, 1000, "600", "900"};
+        QVERIFY(writeDicom(folder + "/near", h, {nearFrame}) && writeDicom(folder + "/far", h, {farFrame}));
         QVERIFY(writeText(dir + "/far.kelvara",
                           project(image("exam/t2", {{"Series", QString(kT2)}}), image(folder),
                                   image("single/adc.dcm"))));
