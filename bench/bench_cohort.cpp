@@ -16,11 +16,16 @@ void BM_Cohort16(benchmark::State& state)
 {
     QTemporaryDir dir;
     const QString project = heavyProject(dir);
+    // A manifest names each project file once: sixteen copies of the one project.
     QByteArray manifest = "project,label\n";
-    for (int i = 0; i < kCases; ++i)
-        manifest += QFile::encodeName(project) + (i % 2 ? ",1\n" : ",0\n");
+    bool copied = !project.isEmpty();
+    for (int i = 0; i < kCases && copied; ++i) {
+        const QString copy = dir.filePath(QStringLiteral("case%1.kelvara").arg(i));
+        copied = QFile::copy(project, copy);
+        manifest += QFile::encodeName(copy) + (i % 2 ? ",1\n" : ",0\n");
+    }
     QFile file(dir.filePath(QStringLiteral("cohort.csv")));
-    if (project.isEmpty() || !file.open(QIODevice::WriteOnly) || file.write(manifest) < 0) {
+    if (!copied || !file.open(QIODevice::WriteOnly) || file.write(manifest) < 0) {
         state.SkipWithError("cannot prepare the cohort");
         return;
     }
