@@ -125,7 +125,7 @@ int evaluateSummaries(const BatchOptions& options)
     std::printf("%d cases from %d summaries; summary.csv, %s written to %s\n",
                 int(report.summary.rows.size()), int(options.summaries.size()),
                 evaluated ? "evaluation.json and report.html" : "report.html",
-                QFile::encodeName(displayPath(outDir.path())).constData());
+                QFile::encodeName(terminalSafe(displayPath(outDir.path()))).constData());
     return 0;
 }
 

@@ -29,7 +29,12 @@ int listSeries(const QString& path)
             for (const QString& problem : scan.problems)
                 note(QStringLiteral("skipped: %1").arg(problem));
             for (const DicomSeries& s : scan.series) {
-                out += seriesListRow(s).join(QLatin1Char('\t')).toUtf8() + '\n';
+                // A description or folder name is the scanner's or the user's text: a control
+                // character in it (an escape sequence) must not drive the terminal.
+                QStringList row = seriesListRow(s);
+                for (QString& field : row)
+                    field = terminalSafe(field);
+                out += row.join(QLatin1Char('\t')).toUtf8() + '\n';
                 for (const QString& warning : s.warnings)
                     note(warning);
                 try {

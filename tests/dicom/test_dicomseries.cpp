@@ -580,6 +580,15 @@ private slots:
                 << QString();
         QTest::newRow("empty folder") << QStringList{"--list-series", other("empty")} << 1 << QString()
                                       << other("empty");
+        // A description is the scanner's text: an escape sequence in it stays text (a tab is a space).
+        const QString shouting = other("shouting");
+        QVERIFY(QDir().mkpath(shouting));
+        QVERIFY(writeDicom(shouting + "/1", Header{"7.9", "\x1b]0;owned\x07red\tcell"}, {{0, {0, 0, 0}}}));
+        QTest::newRow("control characters in a description")
+            << QStringList{"--list-series", shouting} << 0
+            << header + "7.9\tMR\t\\x1b]0;owned\\x07red cell\t1\t1,0,0,0,1,0\t0.5,0.5\t-\t" +
+                   shouting + "\n"
+            << QString();
         // A study whose series lie in subfolders, with a link back up and a file cut short.
         const QString study = dir.filePath("study");
         QVERIFY(QDir().mkpath(study + "/a") && QDir().mkpath(study + "/b/c"));
