@@ -97,11 +97,16 @@ QStringList lesionCopies(const QString& dir, int count)
     return projects;
 }
 
-// Starts a long run into out and waits until it is writing a case (a staging folder exists).
-bool startAndCatchWriting(QProcess& p, const QString& out, const QStringList& projects)
+// Starts a 40-case run from a samples copy in tmp into tmp/out and waits until it is writing a
+// case (a staging folder exists); `projects` gets the run's projects.
+bool startAndCatchWriting(QProcess& p, const QTemporaryDir& tmp, QStringList* projects)
 {
+    *projects = lesionCopies(tmp.filePath("in"), 40);
+    if (projects->size() != 40)
+        return false;
+    const QString out = tmp.filePath("out");
     p.start(QStringLiteral(KELVARA_BATCH_EXE),
-            QStringList{"--jobs", "2", "--planes", "--out", out} + projects);
+            QStringList{"--jobs", "2", "--planes", "--out", out} + *projects);
     if (!p.waitForStarted())
         return false;
     QElapsedTimer clock;
@@ -269,10 +274,9 @@ private slots:
         QFETCH(QString, message);
         QTemporaryDir tmp;
         const QString out = tmp.filePath("out");
-        const QStringList projects = lesionCopies(tmp.filePath("in"), 40);
-        QCOMPARE(projects.size(), 40);
+        QStringList projects;
         QProcess p;
-        QVERIFY(startAndCatchWriting(p, out, projects));
+        QVERIFY(startAndCatchWriting(p, tmp, &projects));
         QCOMPARE(::kill(pid_t(p.processId()), signal), 0);
         QVERIFY(p.waitForFinished(60000));
         QCOMPARE(p.exitStatus(), QProcess::NormalExit);
@@ -292,10 +296,9 @@ private slots:
     {
         QTemporaryDir tmp;
         const QString out = tmp.filePath("out");
-        const QStringList projects = lesionCopies(tmp.filePath("in"), 40);
-        QCOMPARE(projects.size(), 40);
+        QStringList projects;
         QProcess p;
-        QVERIFY(startAndCatchWriting(p, out, projects));
+        QVERIFY(startAndCatchWriting(p, tmp, &projects));
         p.kill();
         QVERIFY(p.waitForFinished(60000));
         const QStringList killed = stagingLeft(out);
